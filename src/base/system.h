@@ -1,0 +1,108 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+#include "base/nx_err.h"
+#include "base/shared_word.h"
+
+// The operating system as this application sees it: threads, events, semaphores, sleeping,
+// folders. The engines call only these wrappers, never the system itself.
+// Threads: every function here may be called from any thread.
+namespace morvane {
+
+struct NxHandleObject;
+using NxHandle = NxHandleObject*;  // opaque; null means failure
+
+inline constexpr uint32_t kNxWaitForever = 0xFFFFFFFF;
+inline constexpr uint64_t kNxAllProcessors = ~0ULL;
+inline constexpr uint32_t kNxThreadStillActive = 259;  // exit code of a thread that still runs
+
+// Creates an event. `name` null means unnamed; a name makes it machine-wide, and then only the
+// first creator's initial state counts.
+// Returns: a handle to be closed with NxCloseHandle, or null.
+[[nodiscard]] NxHandle NxCreateEvent(bool manualReset, bool initiallySet, const char* name);
+
+// Creates a semaphore with `initialCount` of `maximumCount`. A name makes it machine-wide (only
+// 1 of 1 can have one): a lock file that the kernel frees when its holder dies, held by the handle
+// from a successful NxWait to NxReleaseSemaphore or NxCloseHandle.
+// Returns: a handle, or null.
+[[nodiscard]] NxHandle NxCreateSemaphore(int32_t initialCount, int32_t maximumCount,
+                                         const char* name);
+
+// Waits for an event, a semaphore or the end of a thread. `timeoutMs` 0 is a poll.
+// Returns: 0 if signalled, -2 on time-out or failure.
+NxErr NxWait(NxHandle handle, uint32_t timeoutMs);
+
+NxErr NxSetEvent(NxHandle handle);          // 0 or -2
+NxErr NxResetEvent(NxHandle handle);        // 0 or -2
+NxErr NxReleaseSemaphore(NxHandle handle);  // 0, or -2 above the maximum
+
+// Frees the handle; a thread behind it runs on. Returns: 0, or 10000 for a null handle.
+NxErr NxCloseHandle(NxHandle handle);
+
+using NxThreadRoutine = void (*)(void* context);
+
+// Creates a thread. Priority codes: 0 below normal, 1 normal, 2 highest, 3 critical, others normal;
+// a priority that the system refuses is no error (NxThreadPriorityRefused tells).
+// `affinityMask` bit k is the k-th processor that the process may run on; all ones leaves the
+// thread unpinned. Priority and processors are set before the routine's first statement.
+// `threadId` may be null. Returns: a handle, or null.
+[[nodiscard]] NxHandle NxCreateThread(NxThreadRoutine routine, void* context, uint32_t ignored,
+                                      int32_t priorityCode, uint64_t affinityMask,
+                                      uint32_t* threadId);
+// Ends the calling thread; a routine calls it as its last statement.
+[[noreturn]] void NxExitThread(uint32_t exitCode);
+NxErr NxThreadExitCode(NxHandle thread, uint32_t* exitCode);  // 0 or -2; 259 while it runs
+// Last resort after a stop time-out: marks and abandons the thread. The next primitive that the
+// thread enters never returns. What the thread may still touch must not be freed.
+NxErr NxTerminateThread(NxHandle thread, uint32_t exitCode);
+[[nodiscard]] bool NxThreadPriorityRefused(NxHandle thread);
+// True once any thread of this process was abandoned: the process must then end with _exit.
+[[nodiscard]] bool NxAnyThreadAbandoned();
+
+void NxSleep(uint32_t milliseconds);
+
+NxErr NxCreateFolder(const char* path);  // 0, or -2; also when it exists
+NxErr NxRemoveFolder(const char* path);  // 0, or -2; only an empty folder
+// Size of the open file `fd`: low 32 bits returned, high 32 bits in `high` (may be null).
+// Returns: 0xFFFFFFFF on failure.
+uint32_t NxFileSize(int fd, uint32_t* high);
+// Full path of the executable into `path` of `capacity` bytes. Returns: 0 or -2.
+NxErr NxModulePath(char* path, size_t capacity);
+// Number of processors that this process may run on, at least 1.
+[[nodiscard]] uint32_t NxProcessorCount();
+
+// A worker thread with the stop and running words that all engines use.
+// Threads: Start() and Stop...() on the owner's thread; the words from anywhere.
+class WorkerThread {
+ public:
+  WorkerThread() = default;
+  WorkerThread(const WorkerThread&) = delete;
+  WorkerThread& operator=(const WorkerThread&) = delete;
+
+  // Clears the stop word, sets the running word, then creates the thread (so that a short routine
+  // cannot be seen as running for ever). Returns: false, with running clear, if it cannot be made.
+  [[nodiscard]] bool Start(NxThreadRoutine routine, void* context, int32_t priorityCode,
+                           uint64_t affinityMask);
+  // Sets the stop word, then polls the running word (and, with `needExitCode`, exit code 0) every
+  // 5 ms up to 1011 times; after that abandons the thread. Closes the handle in any case.
+  // Returns: true if the thread ended by itself; false if it was abandoned.
+  bool Stop(bool needExitCode = true);
+  void RequestStop() { stop_.Set(1); }
+  [[nodiscard]] bool StopRequested() const { return stop_.Get() != 0; }
+  [[nodiscard]] bool Running() const { return running_.Get() != 0; }
+  [[nodiscard]] bool Started() const { return thread_ != nullptr; }
+  // The routine's last two steps: clears the running word and exits the thread with code 0.
+  [[noreturn]] void Leave();
+  void CloseLeftover();  // closes the handle of an ended thread, if there is one
+
+ private:
+  NxHandle thread_ = nullptr;
+  uint32_t threadId_ = 0;
+  SharedWord<uint8_t> stop_;
+  SharedWord<uint8_t> running_;
+};
+
+}  // namespace morvane
