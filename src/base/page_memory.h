@@ -11,7 +11,8 @@ inline constexpr size_t kPageMemoryAlignment = 65536;
 // Returns: `bytes` of zeroed memory, or null when out of memory or above the test limit.
 [[nodiscard]] void* NxAllocatePages(size_t bytes);
 void NxFreePages(void* memory);  // null is allowed
-// Total bytes that NxAllocatePages may hand out at one time; SIZE_MAX (the start value) is no limit.
+// Total bytes that NxAllocatePages may hand out at one time; SIZE_MAX (the start value) is no
+// limit.
 void NxSetPageLimit(size_t bytes);
 
 // Owns one allocation.
