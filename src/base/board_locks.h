@@ -20,20 +20,30 @@ class BoardLocks {
   BoardLocks(const BoardLocks&) = delete;
   BoardLocks& operator=(const BoardLocks&) = delete;
 
-  // Makes all handles ("SornCard0" ... ). Returns: false if one could not be made.
+  // Makes all handles ("SornCard0", "SornAudio0", "SornControl0", "SornCard1" ...).
+  // Returns: false if one could not be made; its board then counts as held elsewhere.
   [[nodiscard]] bool Create();
-  // Takes card, then control, then audio of board `index` with time-out 0. When one is busy those
-  // taken are given back in reverse order. Returns: 0, or 200000 when one is held elsewhere.
-  NxErr Acquire(int index);
+  // Takes card, then control (if the board has a control port), then audio (if it has audio
+  // channels) of board `index` with time-out 0. When one is busy those taken are given back in
+  // reverse order. Nothing happens for a board that is held already.
+  // Returns: 0, 200000 when one is held elsewhere, or -2 for an index outside 0..7.
+  NxErr Acquire(int index, bool hasControl = true, bool hasAudio = true);
   // Gives back audio, control, card. Nothing happens for a board that is not held.
   void Release(int index);
   [[nodiscard]] bool IsHeld(int index) const;
 
  private:
-  NxHandle card_[kMaxBoards] = {};
-  NxHandle control_[kMaxBoards] = {};
-  NxHandle audio_[kMaxBoards] = {};
-  bool held_[kMaxBoards] = {};
+  // One semaphore and whether this object holds it.
+  struct Lock {
+    NxHandle handle = nullptr;
+    bool held = false;
+  };
+  [[nodiscard]] static bool Take(Lock* lock);
+  static void GiveBack(Lock* lock);
+
+  Lock card_[kMaxBoards];
+  Lock control_[kMaxBoards];
+  Lock audio_[kMaxBoards];
 };
 
 }  // namespace morvane

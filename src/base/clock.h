@@ -4,21 +4,34 @@
 
 // The one monotonic time of the process. Engine sleeps, driver waits and the simulated card all
 // run on it, so that a test can step engine and card together.
+// Threads: the two functions may be called from any thread.
 namespace morvane {
 
+inline constexpr int64_t kClockForeverNs = INT64_MAX;  // a deadline that is never reached
+
+// Nanoseconds since an unspecified start. Never runs backwards.
 [[nodiscard]] int64_t NxClockNowNs();
-// Sleeps until NxClockNowNs() has reached `deadlineNs`.
+// Sleeps until NxClockNowNs() has reached `deadlineNs`; returns at once when it has.
 void NxClockSleepUntilNs(int64_t deadlineNs);
 
 // While one of these lives, time stands still but for Advance(). For tests.
-// Threads: made and destroyed with no other thread in a sleep; Advance() from any thread.
+// At the end time goes on from where it stands; it does not jump back.
+// Threads: at most one lives at a time; made and destroyed with no other thread in a sleep or in a
+// wait with a time-out; the members from any thread.
 class ManualClock {
  public:
   ManualClock();
   ~ManualClock();
   ManualClock(const ManualClock&) = delete;
   ManualClock& operator=(const ManualClock&) = delete;
+
   void Advance(int64_t nanoseconds);  // wakes the sleepers that are due
+  // Blocks, in real time, until at least `count` threads are in a sleep or a wait with a time-out
+  // whose deadline is still to come. After Advance() this tells that those who woke have done
+  // their round and sleep again.
+  void WaitForSleepers(int count) const;
+  // The earliest deadline of these threads; kClockForeverNs when there are none.
+  [[nodiscard]] int64_t NextDeadlineNs() const;
 };
 
 }  // namespace morvane

@@ -8,7 +8,8 @@ using MessageHook = void (*)(void* context, const char* caption, const char* tex
 
 // Threads: installed by the main program before any other thread runs, or by a test.
 void SetMessageHook(MessageHook hook, void* context);
-// Calls the hook; with none installed the message is dropped.
+// Calls the hook on the calling thread, under no lock; with none installed the message is dropped.
+// Threads: any.
 void ShowMessage(const char* caption, const char* text);
 
 }  // namespace morvane

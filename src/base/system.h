@@ -39,7 +39,11 @@ NxErr NxSetEvent(NxHandle handle);          // 0 or -2
 NxErr NxResetEvent(NxHandle handle);        // 0 or -2
 NxErr NxReleaseSemaphore(NxHandle handle);  // 0, or -2 above the maximum
 
-// Frees the handle; a thread behind it runs on. Returns: 0, or 10000 for a null handle.
+// The same until the process clock (base/clock.h) has reached `deadlineNs`.
+NxErr NxWaitUntilNs(NxHandle handle, int64_t deadlineNs);
+
+// Frees the handle; a thread behind it runs on. No other thread may be using the handle.
+// Returns: 0, or 10000 for a null handle.
 NxErr NxCloseHandle(NxHandle handle);
 
 using NxThreadRoutine = void (*)(void* context);
@@ -52,22 +56,35 @@ using NxThreadRoutine = void (*)(void* context);
 [[nodiscard]] NxHandle NxCreateThread(NxThreadRoutine routine, void* context, uint32_t ignored,
                                       int32_t priorityCode, uint64_t affinityMask,
                                       uint32_t* threadId);
-// Ends the calling thread; a routine calls it as its last statement.
+// Ends the calling thread; a routine calls it as its last statement. A plain return from the
+// routine is as good, with exit code 0. Nothing is unwound, so it is safe below noexcept functions;
+// objects on the thread's stack are not destroyed.
 [[noreturn]] void NxExitThread(uint32_t exitCode);
 NxErr NxThreadExitCode(NxHandle thread, uint32_t* exitCode);  // 0 or -2; 259 while it runs
-// Last resort after a stop time-out: marks and abandons the thread. The next primitive that the
-// thread enters never returns. What the thread may still touch must not be freed.
+// Last resort after a stop time-out: marks and abandons the thread, which from now on counts as
+// ended with `exitCode`. The primitive that the thread is in, or the next one that it enters, never
+// returns: the thread is parked in it for ever. (It does not exit: its stack would be reused while
+// other threads may know objects on it.) What the thread may still touch must not be freed.
+// Returns: 0, or -2 when the thread has already ended by itself.
 NxErr NxTerminateThread(NxHandle thread, uint32_t exitCode);
+// Parks the calling thread for ever if it was abandoned. A primitive of another folder (a driver
+// request, a file operation) calls it on entry and before it returns.
+void NxLeaveIfAbandoned();
+// True if the system refused the priority that was asked for at creation.
 [[nodiscard]] bool NxThreadPriorityRefused(NxHandle thread);
 // True once any thread of this process was abandoned: the process must then end with _exit.
 [[nodiscard]] bool NxAnyThreadAbandoned();
 
 void NxSleep(uint32_t milliseconds);
 
+// Gives the process the priority of an application that must not be late, where the system allows
+// it. The main program calls it before it creates a thread. Returns: false where refused.
+bool NxRaiseProcessPriority();
+
 NxErr NxCreateFolder(const char* path);  // 0, or -2; also when it exists
 NxErr NxRemoveFolder(const char* path);  // 0, or -2; only an empty folder
 // Size of the open file `fd`: low 32 bits returned, high 32 bits in `high` (may be null).
-// Returns: 0xFFFFFFFF on failure.
+// Returns: 0xFFFFFFFF on failure, and `high` is then left as it is.
 uint32_t NxFileSize(int fd, uint32_t* high);
 // Full path of the executable into `path` of `capacity` bytes. Returns: 0 or -2.
 NxErr NxModulePath(char* path, size_t capacity);
@@ -75,7 +92,8 @@ NxErr NxModulePath(char* path, size_t capacity);
 [[nodiscard]] uint32_t NxProcessorCount();
 
 // A worker thread with the stop and running words that all engines use.
-// Threads: Start() and Stop...() on the owner's thread; the words from anywhere.
+// Threads: Start(), Stop() and CloseLeftover() on the owner's thread; Leave() on the worker; the
+// words from anywhere. A worker that was abandoned may still touch this object: do not free it.
 class WorkerThread {
  public:
   WorkerThread() = default;
@@ -83,25 +101,35 @@ class WorkerThread {
   WorkerThread& operator=(const WorkerThread&) = delete;
 
   // Clears the stop word, sets the running word, then creates the thread (so that a short routine
-  // cannot be seen as running for ever). Returns: false, with running clear, if it cannot be made.
+  // cannot be seen as running for ever).
+  // Returns: false, with running clear, if it cannot be made; false with nothing changed if the
+  // one before is still running.
   [[nodiscard]] bool Start(NxThreadRoutine routine, void* context, int32_t priorityCode,
                            uint64_t affinityMask);
   // Sets the stop word, then polls the running word (and, with `needExitCode`, exit code 0) every
   // 5 ms up to 1011 times; after that abandons the thread. Closes the handle in any case.
-  // Returns: true if the thread ended by itself; false if it was abandoned.
+  // Returns: true if the thread ended by itself, or there is none; false if it was abandoned.
   bool Stop(bool needExitCode = true);
   void RequestStop() { stop_.Set(1); }
   [[nodiscard]] bool StopRequested() const { return stop_.Get() != 0; }
   [[nodiscard]] bool Running() const { return running_.Get() != 0; }
   [[nodiscard]] bool Started() const { return thread_ != nullptr; }
-  // The routine's last two steps: clears the running word and exits the thread with code 0.
+  // The routine's last two steps: clears the running word and exits the thread with code 0. A
+  // routine that returns does the same.
   [[noreturn]] void Leave();
   void CloseLeftover();  // closes the handle of an ended thread, if there is one
 
  private:
+  static void Run(void* self);
+
+  // Owner's thread; routine_ and context_ are read by the worker and stand before it begins.
   NxHandle thread_ = nullptr;
   uint32_t threadId_ = 0;
+  NxThreadRoutine routine_ = nullptr;
+  void* context_ = nullptr;
+  // Written by the owner.
   SharedWord<uint8_t> stop_;
+  // Written by the owner while there is no thread, by the worker after that.
   SharedWord<uint8_t> running_;
 };
 
