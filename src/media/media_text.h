@@ -1,0 +1,46 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+// A text argument of the media layer in one of its two forms. The `wide` flag of the call that
+// takes it says which form is meant; text in the other form is refused as if it named nothing.
+// Keeps: a view only; the text must outlive the call.
+namespace morvane {
+
+class NxText {
+ public:
+  constexpr NxText() = default;
+  constexpr NxText(std::nullptr_t) {}                          // NOLINT: implicit by design
+  constexpr NxText(const char* text) : narrow_(text) {}        // NOLINT
+  constexpr NxText(const char16_t* text) : wide_(text) {}      // NOLINT
+  NxText(const std::string& text) : narrow_(text.c_str()) {}   // NOLINT
+  NxText(const std::u16string& text) : wide_(text.c_str()) {}  // NOLINT
+
+  [[nodiscard]] constexpr bool IsNull() const { return narrow_ == nullptr && wide_ == nullptr; }
+  // The text in the form that `wide` names, as UTF-8 (8-bit text is passed on as it stands).
+  // Returns: false, with `out` empty, for null, for the other form, and for a lone surrogate.
+  [[nodiscard]] bool ToUtf8(bool wide, std::string* out) const;
+
+ private:
+  const char* narrow_ = nullptr;
+  const char16_t* wide_ = nullptr;
+};
+
+// Sizes that every caller's buffer for a file name must have, terminator included.
+inline constexpr size_t kNxFileNameChars = 4096;
+inline constexpr size_t kFormatNameChars = 64;  // and for extensions
+inline constexpr char kCannotDisplayName[] = "Cannot Display Name";
+inline constexpr char kNoName[] = "None";
+
+// Copies `utf8` into a buffer of `capacity` characters, cut to fit and terminated, the rest zero.
+void PutText(std::string_view utf8, char* target, size_t capacity);
+// The same in 16-bit form. Returns: false, with nothing written, if `utf8` is not valid UTF-8.
+bool PutText(std::string_view utf8, char16_t* target, size_t capacity);
+// What a file-name request answers: the name, "None" if it is empty, or "Cannot Display Name".
+void PutFileName(std::string_view utf8, char* target);
+void PutFileName(std::string_view utf8, char16_t* target);
+// Text of a fixed field: up to the terminator or the field's end.
+[[nodiscard]] std::string FieldText(const char* field, size_t capacity);
+
+}  // namespace morvane
