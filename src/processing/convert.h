@@ -15,8 +15,9 @@ namespace morvane {
 struct ConvertContext {
   int32_t width = 0;  // of the whole destination; ConvertImage sets both
   int32_t height = 0;
-  NxColorContext color;  // copy of the last one given to ConvertImage
-  int32_t threads = 1;   // over how many threads ConvertImage may split the rows
+  NxColorContext color;    // copy of the last one given to ConvertImage
+  int32_t threads = 1;     // over how many threads ConvertImage may split the rows
+  bool reference = false;  // plain code only: what the vector routines are measured against
 };
 
 // Converts an image; scales, crops or letterboxes it when the sizes differ.
