@@ -16,7 +16,9 @@ NxColorContext Set(int32_t matrix, FourCCCode fourcc) {
   return context;
 }
 
-TEST(ColorContext, Is218PackedBytes) { EXPECT_EQ(sizeof(NxColorContext), 218u); }
+TEST(ColorContext, Is218PackedBytes) {
+  EXPECT_EQ(sizeof(NxColorContext), 218u);
+}
 
 TEST(ColorContext, HoldsTheWrittenConstants) {
   struct Row {
@@ -36,10 +38,10 @@ TEST(ColorContext, HoldsTheWrittenConstants) {
   for (const Row& r : rows) {
     SCOPED_TRACE(r.matrix);
     const NxColorContext c = Set(r.matrix, FourCC("bgrA"));
-    const double got[] = {c.yR, c.yG, c.yB, c.cbR, c.cbG, c.cbB, c.crR, c.crG, c.crB,
-                          c.yGainR, c.yGainG, c.yGainB, c.crToR, c.cbToB, c.crToG, c.cbToG};
-    const double wanted[] = {r.yR, r.yG, r.yB, r.cbR, r.cbG, r.cbB, r.cbB, r.crG, r.crB,
-                             r.yGain, r.yGain, r.yGain, r.crToR, r.cbToB, r.crToG, r.cbToG};
+    const double got[] = {c.yR,  c.yG,     c.yB,     c.cbR,    c.cbG,   c.cbB,   c.crR,   c.crG,
+                          c.crB, c.yGainR, c.yGainG, c.yGainB, c.crToR, c.cbToB, c.crToG, c.cbToG};
+    const double wanted[] = {r.yR,  r.yG,    r.yB,    r.cbR,   r.cbG,   r.cbB,   r.cbB,   r.crG,
+                             r.crB, r.yGain, r.yGain, r.yGain, r.crToR, r.cbToB, r.crToG, r.cbToG};
     EXPECT_EQ(std::memcmp(got, wanted, sizeof got), 0);
     EXPECT_EQ(static_cast<int32_t>(c.matrix), r.matrix);
   }

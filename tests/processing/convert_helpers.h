@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -46,17 +47,17 @@ struct LineOptions {
 inline LineResult Convert(const char (&from)[5], const Bytes& src, int32_t width,
                           const char (&to)[5], int32_t matrix, LineOptions options = {}) {
   LineResult line{NxErrFailure, {}};
-  line.bytes.resize(static_cast<size_t>(PixelLineBytes(FourCC(to), width)));
+  line.bytes.resize(static_cast<size_t>(std::max(PixelLineBytes(FourCC(to), width), 1)));
   NxColorContext color;
   color.matrix = matrix;
   color.fullWhite = options.fullWhite;
   color.fullBlack = options.fullBlack;
   ConvertContext context;
   context.reference = options.reference;
-  line.result = ConvertImage(&context, src.data(), width, 1, FourCC(from),
-                             static_cast<int32_t>(src.size()), line.bytes.data(), width, 1,
-                             FourCC(to), static_cast<int32_t>(line.bytes.size()), false, &color,
-                             false, nullptr);
+  line.result =
+      ConvertImage(&context, src.data(), width, 1, FourCC(from), static_cast<int32_t>(src.size()),
+                   line.bytes.data(), width, 1, FourCC(to), static_cast<int32_t>(line.bytes.size()),
+                   false, &color, false, nullptr);
   return line;
 }
 

@@ -4,7 +4,7 @@
 #include <limits>
 
 #include "base/byte_order.h"
-#include "processing/convert_helpers.h"
+#include "convert_helpers.h"
 
 // Bytes that were worked out by hand, each through the plain code and through whatever ConvertImage
 // picks by itself.
@@ -26,7 +26,7 @@ class ConvertValues : public testing::TestWithParam<bool> {
   static LineOptions Options() { return {false, false, GetParam()}; }
 };
 INSTANTIATE_TEST_SUITE_P(Paths, ConvertValues, testing::Bool(),
-                         [](const auto& info) { return info.param ? "Plain" : "Picked"; });
+                         [](const auto& row) { return row.param ? "Plain" : "Picked"; });
 
 TEST_P(ConvertValues, EightBitYuvToBgraThroughEachMatrix) {
   const char* wanted[] = {"0f10eb00005e5d0011ec100011ec1000", "0000fe00005a5a0001ff000001ff0000",

@@ -2,8 +2,8 @@
 
 #include <vector>
 
+#include "guarded_buffer.h"
 #include "processing/convert.h"
-#include "processing/guarded_buffer.h"
 
 namespace morvane {
 namespace {
