@@ -15,10 +15,10 @@ using PropertySetId = std::array<uint8_t, 16>;
 
 // One device of a class list.
 struct DriverDevice {
-  std::string path;          // what Open() takes
-  std::string location;      // location text, such as "PCI bus 2, device 0" or "Magma 3"
+  std::string path;            // what Open() takes
+  std::string location;        // location text, such as "PCI bus 2, device 0" or "Magma 3"
   std::string parentLocation;  // location text of the parent device
-  uint32_t uiNumber = 0;     // slot number as the system shows it
+  uint32_t uiNumber = 0;       // slot number as the system shows it
 };
 
 using DriverHandle = uint64_t;  // 0 is none
