@@ -136,10 +136,11 @@ class CRQD5Card : public CRQD5WinDriverInterface {
 
  private:
   [[nodiscard]] bool HasQuadBit();
-  [[nodiscard]] RQD5VideoFormat DecodeStatusWord(uint32_t word);
+  [[nodiscard]] bool Has3GSignal(uint32_t input);
+  [[nodiscard]] static RQD5VideoFormat DecodeStatusWord(uint32_t word);
   [[nodiscard]] bool WriteHorizontalTiming(uint32_t target);
   void WaitForStillLine();
-  [[nodiscard]] uint32_t ConversionBitfile(uint32_t identity, uint32_t mode);
+  [[nodiscard]] static uint32_t ConversionBitfile(uint32_t identity, uint32_t mode);
 };
 
 }  // namespace morvane

@@ -1,0 +1,8 @@
+#include "device/status.h"
+
+namespace morvane {
+
+CRQD5Status::CRQD5Status() = default;
+CRQD5Status::~CRQD5Status() = default;
+
+}  // namespace morvane
