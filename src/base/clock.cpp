@@ -35,9 +35,9 @@ class SleepersLock {
 // Timed waiters under a ManualClock, under g_sleepersMutex. Never freed: a thread may sleep while
 // the process ends.
 template <typename Entry>
-std::vector<Entry*>& Sleepers() {
-  static auto* sleepers = new std::vector<Entry*>;
-  return *sleepers;
+std::vector<Entry*>& TimedWaiters() {
+  static auto* waiters = new std::vector<Entry*>;
+  return *waiters;
 }
 
 int64_t SystemNowNs() {
@@ -107,7 +107,7 @@ ClockMonitor::Sleeper::Sleeper(ClockMonitor* monitor, int64_t deadlineNs)
     : monitor_(monitor), deadlineNs_(deadlineNs) {
   if (deadlineNs == kClockForeverNs || !g_manual.load(std::memory_order_acquire)) return;
   SleepersLock lock;
-  Sleepers<Sleeper>().push_back(this);
+  TimedWaiters<Sleeper>().push_back(this);
   registered_ = true;
   pthread_cond_broadcast(&g_sleepersChanged);
 }
@@ -115,7 +115,7 @@ ClockMonitor::Sleeper::Sleeper(ClockMonitor* monitor, int64_t deadlineNs)
 ClockMonitor::Sleeper::~Sleeper() {
   if (!registered_) return;
   SleepersLock lock;
-  std::erase(Sleepers<Sleeper>(), this);
+  std::erase(TimedWaiters<Sleeper>(), this);
 }
 
 ManualClock::ManualClock() {
@@ -136,29 +136,35 @@ void ManualClock::Advance(int64_t nanoseconds) {
   g_manualNowNs.store(now, std::memory_order_release);
   // A waiter makes itself known before it takes its monitor's lock and is forgotten after it gave
   // it back, so the monitor is alive here and taking its lock cannot cross with a waiter.
-  for (ClockMonitor::Sleeper* sleeper : Sleepers<ClockMonitor::Sleeper>()) {
+  for (ClockMonitor::Sleeper* sleeper : TimedWaiters<ClockMonitor::Sleeper>()) {
     if (sleeper->deadlineNs_ > now) continue;
     ClockMonitor::Guard guard(sleeper->monitor_);
     sleeper->monitor_->NotifyAll();
   }
 }
 
+int ManualClock::SleepersNow() {
+  const int64_t now = g_manualNowNs.load();
+  const auto& sleepers = TimedWaiters<ClockMonitor::Sleeper>();
+  return static_cast<int>(std::count_if(sleepers.begin(), sleepers.end(),
+                                        [now](const auto* s) { return s->deadlineNs_ > now; }));
+}
+
 void ManualClock::WaitForSleepers(int count) const {
   SleepersLock lock;
-  const auto sleeping = [] {
-    const int64_t now = g_manualNowNs.load();
-    const auto& sleepers = Sleepers<ClockMonitor::Sleeper>();
-    return std::count_if(sleepers.begin(), sleepers.end(),
-                         [now](const auto* s) { return s->deadlineNs_ > now; });
-  };
-  while (sleeping() < count) pthread_cond_wait(&g_sleepersChanged, &g_sleepersMutex);
+  while (SleepersNow() < count) pthread_cond_wait(&g_sleepersChanged, &g_sleepersMutex);
+}
+
+int ManualClock::Sleepers() const {
+  SleepersLock lock;
+  return SleepersNow();
 }
 
 int64_t ManualClock::NextDeadlineNs() const {
   SleepersLock lock;
   const int64_t now = g_manualNowNs.load();
   int64_t next = kClockForeverNs;
-  for (const ClockMonitor::Sleeper* sleeper : Sleepers<ClockMonitor::Sleeper>()) {
+  for (const ClockMonitor::Sleeper* sleeper : TimedWaiters<ClockMonitor::Sleeper>()) {
     if (sleeper->deadlineNs_ > now) next = std::min(next, sleeper->deadlineNs_);
   }
   return next;

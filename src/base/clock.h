@@ -30,8 +30,12 @@ class ManualClock {
   // whose deadline is still to come. After Advance() this tells that those who woke have done
   // their round and sleep again.
   void WaitForSleepers(int count) const;
+  [[nodiscard]] int Sleepers() const;  // how many there are now
   // The earliest deadline of these threads; kClockForeverNs when there are none.
   [[nodiscard]] int64_t NextDeadlineNs() const;
+
+ private:
+  static int SleepersNow();
 };
 
 }  // namespace morvane

@@ -107,9 +107,14 @@ int File::Open(const std::string& path, FileMode mode, bool unbuffered) {
     }
     unbuffered_ = descriptor >= 0;
     if (descriptor < 0) {
-      // A file system that refuses O_DIRECT may have made the file all the same; it is ours then.
+      // A file system that refuses O_DIRECT has made the new file all the same: an empty one, ours.
       const bool made = unbuffered && mode == FileMode::kCreate;
       descriptor = OpenUninterrupted(path.c_str(), made ? O_RDWR | O_CREAT : flags);
+      struct stat status;
+      if (made && descriptor >= 0 && (fstat(descriptor, &status) != 0 || status.st_size != 0)) {
+        close(descriptor);
+        return EEXIST;
+      }
     }
     if (descriptor < 0) return errno;
     descriptor_ = descriptor;

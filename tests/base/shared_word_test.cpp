@@ -1,0 +1,84 @@
+#include "base/shared_word.h"
+
+#include <gtest/gtest.h>
+#include <stdio.h>
+#include <stdlib.h>
+
+#include <cstdint>
+#include <string>
+
+#include "base/system.h"
+
+// The shape of every engine loop: look at the stop word, do a round, publish a count.
+extern "C" __attribute__((noinline, used)) uint32_t SharedWordLoop(
+    const morvane::SharedWord<uint8_t>* stop, morvane::SharedWord<uint32_t>* index,
+    morvane::SharedWord<uint64_t>* bytes) {
+  uint32_t rounds = 0;
+  while (stop->Get() == 0 && index->Get() < 100) {
+    bytes->Set(bytes->Get() + 4096);
+    index->Set(index->Get() + 1);
+    ++rounds;
+  }
+  return rounds;
+}
+
+// The contrast, so that the search below is known to find something.
+extern "C" __attribute__((noinline, used)) uint32_t LockedLoop(std::atomic<uint32_t>* word) {
+  while (word->fetch_add(1) < 100) {
+  }
+  return word->exchange(7);
+}
+
+namespace morvane {
+namespace {
+
+#if defined(__SANITIZE_THREAD__) || defined(__SANITIZE_ADDRESS__) || !defined(__x86_64__)
+constexpr bool kPlainCode = false;
+#else
+constexpr bool kPlainCode = true;
+#endif
+
+std::string Disassembly(const std::string& function) {
+  char self[4096];
+  if (NxModulePath(self, sizeof self) != NxErrSuccess) return {};
+  const std::string command =
+      "objdump -d --no-show-raw-insn --disassemble=" + function + " '" + self + "' 2>/dev/null";
+  FILE* pipe = popen(command.c_str(), "r");
+  std::string text;
+  char part[4096];
+  while (fgets(part, sizeof part, pipe) != nullptr) text += part;
+  pclose(pipe);
+  return text;
+}
+
+bool HasLockedInstruction(const std::string& text) {
+  return text.find("lock ") != std::string::npos || text.find("xchg ") != std::string::npos;
+}
+
+TEST(SharedWord, LoopHasNoLockedInstruction) {
+  if (!kPlainCode) GTEST_SKIP() << "the sanitizers replace atomic operations by calls";
+  if (system("objdump --version >/dev/null 2>&1") != 0) GTEST_SKIP() << "objdump is missing";
+  const std::string loop = Disassembly("SharedWordLoop");
+  ASSERT_NE(loop.find("ret"), std::string::npos) << loop;
+  EXPECT_FALSE(HasLockedInstruction(loop)) << loop;
+  const std::string contrast = Disassembly("LockedLoop");
+  ASSERT_NE(contrast.find("ret"), std::string::npos) << contrast;
+  EXPECT_TRUE(HasLockedInstruction(contrast)) << contrast;
+}
+
+TEST(SharedWord, LoopCounts) {
+  SharedWord<uint8_t> stop;
+  SharedWord<uint32_t> index(40);
+  SharedWord<uint64_t> bytes;
+  EXPECT_EQ(SharedWordLoop(&stop, &index, &bytes), 60u);
+  EXPECT_EQ(index.Get(), 100u);
+  EXPECT_EQ(bytes.Get(), 60u * 4096);
+  stop.Set(1);
+  index.Set(0);
+  EXPECT_EQ(SharedWordLoop(&stop, &index, &bytes), 0u);
+  std::atomic<uint32_t> word{0};
+  EXPECT_EQ(LockedLoop(&word), 101u);
+}
+
+}  // namespace
+}  // namespace morvane
