@@ -4,13 +4,12 @@
 #include <cstdint>
 #include <string>
 
+#include "device/board_scan.h"
 #include "device/card.h"
-#include "session/routing.h"
 #include "session/session_blocks.h"
 
 namespace morvane {
 
-struct RQD5BoardInfo;
 struct CatalogueContext;
 
 // Which way the second format converts: what the card sends, or what it receives.
@@ -25,7 +24,7 @@ enum SessionMode : uint32_t { kSessionCaptureAndPlay = 0, kSessionPlayOnly = 2 }
 struct SessionPicture {
   const void* data = nullptr;
   uint32_t bytes = 0;
-  RQD5FrameBufferFormat format = {};
+  uint32_t frameBufferFormat = FrameBuffer8BitUyvy;
   bool topDown = true;
 };
 
@@ -46,8 +45,8 @@ class CRQD5Card2 : public CRQD5Card {
 
   // Opens the card of scan record `record` and selects the defaults of all families; writes
   // nothing to the card. `mode` is a SessionMode and stays for the life of the session.
-  // Returns: false with "Could Not Open Board", or with "Unknown Board Type" for a board without
-  // a default format (the session is then open, on the first format of its list).
+  // Returns: false with "Could Not Open Board". A board type without a default format leaves
+  // "Unknown Board Type" in GetLastError() and starts on the first format of its list.
   bool OpenSession(uint32_t boardIndex, const RQD5BoardInfo& record, uint32_t mode);
   // Closes the card when it is open (the name is an old one). Returns: true; false when not open.
   bool Reopen();
@@ -170,7 +169,7 @@ class CRQD5Card2 : public CRQD5Card {
   bool SetupForIdle();
   bool StopOutput();  // stops AutoCirculate on the channel
   // Frame buffer format of the channel, and of channel 2 under the dual-stream formats.
-  bool SetChannelFormat(RQD5FrameBufferFormat format);
+  bool SetChannelFormat(uint32_t frameBufferFormat);
   // Routes the selected audio input to the recorder of channel 1.
   bool ApplyAudioInput();
   // Lets outputs and inputs lock after a change: waits two output frames.
@@ -182,7 +181,7 @@ class CRQD5Card2 : public CRQD5Card {
   uint32_t CheckInput();
   RQD5VideoFormat DetectSelectedInput();  // 0 without a signal
   // False when a frame of that layout exceeds the slot's stride, and for layouts without a row.
-  bool CanUseFrameBufferFormat(RQD5FrameBufferFormat format);
+  bool CanUseFrameBufferFormat(uint32_t frameBufferFormat);
   // Frames by which the conversion path delays the picture: 0 without a converter in the path, 1
   // with one, 2 with a second format also. Capture asks for In, playback for Out.
   uint32_t GetFrameLatency(SessionDirection direction = SessionDirection::In);
@@ -204,15 +203,17 @@ class CRQD5Card2 : public CRQD5Card {
   void GetCardRate(uint32_t* scale, uint32_t* duration) const;
   // Bytes from the start of the card's frame to the picture: four lines under a 480-line item,
   // else 0; and all bytes by which the card's frame exceeds the picture.
-  uint32_t GetPadBytes(RQD5FrameBufferFormat format) const;
-  uint32_t GetExtraBytes(RQD5FrameBufferFormat format) const;
+  uint32_t GetPadBytes(uint32_t frameBufferFormat) const;
+  uint32_t GetExtraBytes(uint32_t frameBufferFormat) const;
   // Bytes of one whole card frame; 0 for a layout without a row.
-  uint32_t GetFrameBytes(RQD5FrameBufferFormat format) const;
+  uint32_t GetFrameBytes(uint32_t frameBufferFormat) const;
   // The card can turn frames of this layout over while it shows them.
-  bool CanFlip(RQD5FrameBufferFormat format) const;
+  bool CanFlip(uint32_t frameBufferFormat) const;
+  // The board's frame memory takes RGB layouts.
+  [[nodiscard]] bool HasRgbFrameBuffer() const;
   // Frames must carry the routing table with them, to be switched at their own boundary.
   bool NeedsExtendedTransfer();
-  bool FillRoute(RQD5RouteBlock* route);
+  bool FillRoute(RQD5RoutingTable* route);
 
   [[nodiscard]] bool HasKeyer() const {
     return hasKeyer_;
@@ -283,6 +284,11 @@ class CRQD5Card2 : public CRQD5Card {
   bool RequireOpen();
   bool Fail(const char* text);
   CatalogueContext Context() const;
+  uint64_t List(SessionFamily family) const;
+  // Position of a stored selection in the list as it is now: by text, else by id when `trustId`,
+  // else the default. Returns: false for an empty list.
+  bool FindSelection(SessionFamily family, const std::string& text, uint32_t id, bool trustId,
+                     uint32_t* index) const;
   Selection& SelectionOf(SessionFamily family) {
     return selections_[static_cast<uint32_t>(family)];
   }
@@ -293,7 +299,6 @@ class CRQD5Card2 : public CRQD5Card {
   void SelectDefault(SessionFamily family);
   void SelectDefaults();
   bool ItemId(SessionFamily family, uint32_t index, uint32_t* id);
-  uint32_t IndexToReapply(SessionFamily family);
   void FillDesc(uint32_t id, RQD5VideoFormatDesc* desc) const;
   bool RefreshOutputEnables();
   bool WriteFrontPanel();
@@ -301,10 +306,9 @@ class CRQD5Card2 : public CRQD5Card {
   bool RebuildRouting();
   bool ApplyLink(uint32_t itemId);
   bool ApplyConversion();
-  uint32_t AnalogBlackSetup(uint32_t itemId) const;
-  bool SetInputSelect(uint32_t select);
-  void StorePreset(SessionConfigurationBlock* block) const;
+  uint32_t AnalogBlackSetup(uint32_t itemId);
 
+  uint32_t identity_ = 0;        // the board itself
   uint32_t sessionBoardId_ = 0;  // identity that decides, fixed at open
   uint32_t sessionType_ = 0;
   uint32_t sessionNumber_ = 0;
@@ -327,7 +331,7 @@ class CRQD5Card2 : public CRQD5Card {
   RQD5RoutingTable routingTable_ = {};
   std::string lastError_;
 
-  RQD5Channel channel_ = static_cast<RQD5Channel>(1);
+  RQD5Channel channel_ = RQD5Channel1;
   int32_t horizontalOffset_ = 0;
   int32_t verticalOffset_ = 0;
   uint32_t inputOffset_ = 0;

@@ -13,10 +13,10 @@ enum Trait : uint64_t {
   // Which groups of formats the board offers.
   kSd = 1ull << 0,
   kHd = 1ull << 1,
-  kAperture = 1ull << 2,        // the 1556-line formats
+  kAperture = 1ull << 2,  // the 1556-line formats
   kHdAndOneSd = 1ull << 3,
   kDefaultOnly = 1ull << 4,
-  kShortSd = 1ull << 5,         // a player's shorter lists
+  kShortSd = 1ull << 5,  // a player's shorter lists
   kShortAll = 1ull << 6,
   // Connectors and parts.
   kDualCapable = 1ull << 7,
@@ -230,13 +230,19 @@ uint64_t RasterTrait(uint32_t videoFormat) {
   if (row == nullptr) return 0;
   if (row->geometry == Geometry2048x1080) return kFormat2K;
   switch (row->standard) {
-    case Standard525: return kFormat525;
-    case Standard625: return kFormat625;
-    case Standard720: return kFormat720;
-    case Standard2K: return kFormat2K;
+    case Standard525:
+      return kFormat525;
+    case Standard625:
+      return kFormat625;
+    case Standard720:
+      return kFormat720;
+    case Standard2K:
+      return kFormat2K;
     case Standard1080:
-    case Standard1080p: return kFormat1080;
-    default: return 0;
+    case Standard1080p:
+      return kFormat1080;
+    default:
+      return 0;
   }
 }
 
@@ -310,9 +316,15 @@ bool IsDualFormat(uint32_t videoFormat, uint32_t fieldScale) {
   return listed && (fieldScale == 60000 || fieldScale == 50000);
 }
 
-bool IsDualStream(uint32_t videoFormat) { return videoFormat >= 18 && videoFormat <= 20; }
-bool IsFullAperture(uint32_t videoFormat) { return videoFormat == 64 || videoFormat == 65; }
-bool IsStandardDefinition(uint32_t videoFormat) { return videoFormat >= 32 && videoFormat <= 37; }
+bool IsDualStream(uint32_t videoFormat) {
+  return videoFormat >= 18 && videoFormat <= 20;
+}
+bool IsFullAperture(uint32_t videoFormat) {
+  return videoFormat == 64 || videoFormat == 65;
+}
+bool IsStandardDefinition(uint32_t videoFormat) {
+  return videoFormat >= 32 && videoFormat <= 37;
+}
 
 bool BoardHasConverter(uint32_t identity) {
   return (SessionBoardTraits(identity) & kConverter) != 0;
@@ -323,7 +335,9 @@ bool BoardIsDualCapable(uint32_t identity) {
 bool BoardHasAudioLevels(uint32_t identity) {
   return BoardHasAnalogAudioIn(identity) || identity == BoardElm;
 }
-bool BoardOffersHd(uint32_t identity) { return SessionBoardTraits(identity) != kSd; }
+bool BoardOffersHd(uint32_t identity) {
+  return SessionBoardTraits(identity) != kSd;
+}
 
 uint64_t CatalogueMask(SessionFamily family, const CatalogueContext& context) {
   const uint64_t traits = TraitsOf(context);
@@ -345,14 +359,19 @@ bool CatalogueDefault(SessionFamily family, const CatalogueContext& context, uin
   uint32_t wanted = static_cast<uint32_t>(std::countr_zero(mask));
   switch (family) {
     case SessionFamily::VideoFormat:
-      if (board == nullptr || (board->boardType != BOARDTYPE_HDCARD &&
-                               board->boardType != BOARDTYPE_OEM2K)) {
+      if (board == nullptr ||
+          (board->boardType != BOARDTYPE_HDCARD && board->boardType != BOARDTYPE_OEM2K)) {
         return false;
       }
       break;
-    case SessionFamily::TimecodeInput: wanted = TimecodeLtc; break;
-    case SessionFamily::AudioLevel: wanted = LevelGain6; break;
-    default: break;
+    case SessionFamily::TimecodeInput:
+      wanted = TimecodeLtc;
+      break;
+    case SessionFamily::AudioLevel:
+      wanted = LevelGain6;
+      break;
+    default:
+      break;
   }
   *id = (mask >> wanted & 1) != 0 ? wanted : static_cast<uint32_t>(std::countr_zero(mask));
   return true;

@@ -178,7 +178,9 @@ static_assert(std::size(kSecondFormatTexts) == kSecondFormatNotAvailable + 1);
 
 }  // namespace
 
-std::span<const VideoFormatItem> VideoFormatItems() { return kVideoFormatRows; }
+std::span<const VideoFormatItem> VideoFormatItems() {
+  return kVideoFormatRows;
+}
 
 const char* VideoFormatItemText(uint32_t videoFormat) {
   for (const VideoFormatItem& item : kVideoFormatRows) {

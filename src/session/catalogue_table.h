@@ -36,17 +36,17 @@ inline constexpr uint32_t kVideoFormatItems = 37;
 
 struct FamilyRow {
   SessionFamily family;
-  const char* name;                     // "MixMode" ...
-  std::span<const char* const> texts;   // by item id
-  const char* notFound;                 // error of a selection past the end
-  const char* notValid;                 // text out of a description past the end
+  const char* name;                    // "MixMode" ...
+  std::span<const char* const> texts;  // by item id
+  const char* notFound;                // error of a selection past the end
+  const char* notValid;                // text out of a description past the end
 };
 [[nodiscard]] const FamilyRow& FamilyOf(SessionFamily family);
 
 // All that a list depends on.
 struct CatalogueContext {
-  uint32_t identity = 0;     // the board itself: its hardware
-  uint32_t mode = 0;         // SessionMode
+  uint32_t identity = 0;  // the board itself: its hardware
+  uint32_t mode = 0;      // SessionMode
   bool hasKeyer = false;
   uint32_t videoFormat = 0;  // of the selected video format item
   uint32_t fieldScale = 0;   // fields a second of that item: fieldScale / 1000 or 1001
@@ -68,8 +68,8 @@ struct CatalogueContext {
 
 // The formats under which boards with primary and secondary paths offer both.
 [[nodiscard]] bool IsDualFormat(uint32_t videoFormat, uint32_t fieldScale);
-[[nodiscard]] bool IsDualStream(uint32_t videoFormat);        // 18, 19, 20
-[[nodiscard]] bool IsFullAperture(uint32_t videoFormat);      // 64, 65
+[[nodiscard]] bool IsDualStream(uint32_t videoFormat);          // 18, 19, 20
+[[nodiscard]] bool IsFullAperture(uint32_t videoFormat);        // 64, 65
 [[nodiscard]] bool IsStandardDefinition(uint32_t videoFormat);  // 32 to 37
 // Boards that have a converter; by the board as the session treats it.
 [[nodiscard]] bool BoardHasConverter(uint32_t identity);
@@ -81,23 +81,61 @@ struct CatalogueContext {
 
 // Item ids that setters test.
 enum SDIOutputId : uint32_t {
-  SDISingle, SDISinglePrimary, SDISingleSecondary, SDIDual, SDIDualPrimary, SDIDualSecondary,
-  SDIVideoOfKey, SDIKeyOfKey, SDIHsdl, SDIOutputIds
+  SDISingle,
+  SDISinglePrimary,
+  SDISingleSecondary,
+  SDIDual,
+  SDIDualPrimary,
+  SDIDualSecondary,
+  SDIVideoOfKey,
+  SDIKeyOfKey,
+  SDIHsdl,
+  SDIOutputIds
 };
 // The SDI items follow behind the HDMI ones, for a connector that is shared.
 enum HDMIOutputId : uint32_t { HDMIPlain, HDMIPrimary, HDMISecondary, HDMI3G, HDMISharedSDI };
 enum VideoInputId : uint32_t {
-  InputSingle, InputSinglePrimary, InputSingle2, InputSingle2Primary, InputHDMI, InputHDMIPrimary,
-  InputDual, InputDualPrimary, InputSingleSecondary, InputSingle2Secondary, InputHDMISecondary,
-  InputDualSecondary, InputHsdl, InputAnalogFirst, InputAnalogLast = InputAnalogFirst + 14
+  InputSingle,
+  InputSinglePrimary,
+  InputSingle2,
+  InputSingle2Primary,
+  InputHDMI,
+  InputHDMIPrimary,
+  InputDual,
+  InputDualPrimary,
+  InputSingleSecondary,
+  InputSingle2Secondary,
+  InputHDMISecondary,
+  InputDualSecondary,
+  InputHsdl,
+  InputAnalogFirst,
+  InputAnalogLast = InputAnalogFirst + 14
 };
-enum TimecodeInputId : uint32_t { TimecodeRS422, TimecodeLtc, TimecodeVitc1, TimecodeVitc2,
-                                  TimecodeExternal, TimecodeNone };
-enum AudioInputId : uint32_t { AudioEmbeddedSDI, AudioEmbeddedHDMI, AudioAnalog, AudioAesFirst,
-                               AudioNone = 10 };
+enum TimecodeInputId : uint32_t {
+  TimecodeRS422,
+  TimecodeLtc,
+  TimecodeVitc1,
+  TimecodeVitc2,
+  TimecodeExternal,
+  TimecodeNone
+};
+enum AudioInputId : uint32_t {
+  AudioEmbeddedSDI,
+  AudioEmbeddedHDMI,
+  AudioAnalog,
+  AudioAesFirst,
+  AudioNone = 10
+};
 enum AudioLevelId : uint32_t { LevelNone, LevelGain0, LevelGain6 };
-enum ReferenceId : uint32_t { ReferenceFreeRun, ReferenceExternal, ReferenceInput, ReferenceInput1,
-                              ReferenceInput2, ReferenceHDMI, ReferenceAnalog };
+enum ReferenceId : uint32_t {
+  ReferenceFreeRun,
+  ReferenceExternal,
+  ReferenceInput,
+  ReferenceInput1,
+  ReferenceInput2,
+  ReferenceHDMI,
+  ReferenceAnalog
+};
 inline constexpr uint32_t kSecondFormatNone = 0;
 inline constexpr uint32_t kSecondFormatNotAvailable = 19;
 inline constexpr uint32_t kConvertNone = 0;
