@@ -221,7 +221,7 @@ bool CRQD5Card2::FindSelection(SessionFamily family, const std::string& text, ui
   if (trustId && ListIndexOf(list, id, index)) return true;
   *index = 0;
   uint32_t fallback = 0;
-  if (CatalogueDefault(family, Context(), &fallback)) ListIndexOf(list, fallback, index);
+  if (CatalogueDefault(family, Context(), &fallback)) return ListIndexOf(list, fallback, index);
   return list != 0;
 }
 

@@ -54,6 +54,8 @@ uint32_t ConversionMode(uint32_t from, uint32_t to) {
   return kConversionModes[input][output];
 }
 
+constexpr uint32_t kSharedHsdl = uint32_t{HDMISharedSDI} + uint32_t{SDIHsdl};
+
 // Source that the input select takes: see CRQD5Card::SetInputSelect.
 uint32_t InputSelectOf(uint32_t id, uint32_t treatedAs) {
   const bool analog = id >= InputAnalogFirst && id <= InputAnalogLast;
@@ -126,9 +128,9 @@ bool CRQD5Card2::SetHDMIOutput(uint32_t index) {
   if (id >= HDMISharedSDI) {
     uint32_t item = id - HDMISharedSDI;
     if (IsFullAperture(formatDesc_.videoFormat) &&
-        (List(SessionFamily::HDMIOutput) >> (HDMISharedSDI + SDIHsdl) & 1) != 0) {
+        (List(SessionFamily::HDMIOutput) >> kSharedHsdl & 1) != 0) {
       item = SDIHsdl;
-      id = HDMISharedSDI + SDIHsdl;
+      id = kSharedHsdl;
     }
     // The two connectors are one pair of links: the first output's choice of both stays.
     const bool pairTaken = IsDualLinkItem(SelectionOf(SessionFamily::SDIOutput).id);

@@ -172,7 +172,7 @@ static_assert([] {
   return true;
 }());
 static_assert(std::size(kFamilies) == kSessionFamilies);
-static_assert(std::size(kHDMIOutputTexts) == HDMISharedSDI + SDIOutputIds);
+static_assert(std::size(kHDMIOutputTexts) == uint32_t{HDMISharedSDI} + uint32_t{SDIOutputIds});
 static_assert(std::size(kVideoInputTexts) == InputAnalogLast + 1);
 static_assert(std::size(kSecondFormatTexts) == kSecondFormatNotAvailable + 1);
 
