@@ -15,6 +15,7 @@ namespace morvane {
 class CRQD5Card2;
 class NxMediaFileBase;
 class PictureSink;
+struct NxColorTables;
 struct CaptureJob;
 struct RQD5BoardInfo;
 
@@ -100,6 +101,11 @@ class CaptureEngine {
   // Returns: true if a picture was shown.
   // Threads: one thread, not while Prepare(), Start() or Stop() run.
   bool PreviewRound(PictureSink* sink);
+  // The tables with which a sink shows YUV pictures of 8 and of 10 bits. Keeps the pointers.
+  void SetColorTables(const NxColorTables* eightBit, const NxColorTables* tenBit) {
+    tables8_ = eightBit;
+    tables10_ = tenBit;
+  }
   // Size of the pictures that a round shows, for PictureSink::Begin().
   void GetPreviewSize(int32_t* width, int32_t* height) const;
 
@@ -129,9 +135,6 @@ class CaptureEngine {
   // Bytes that a second of the prepared job takes on the disks of pictures and of sound.
   [[nodiscard]] uint64_t PictureBytesPerSecond() const { return pictureBytesPerSecond_; }
   [[nodiscard]] uint64_t SoundBytesPerSecond() const { return soundBytesPerSecond_; }
-  // Folders that the next job writes to, as UTF-8.
-  [[nodiscard]] std::string VideoFolder() const;
-  [[nodiscard]] std::string AudioFolder() const;
 
   // --- Choices. Each refuses with -2, the field untouched, during a job or when not open ---------
   NxErr SetCaptureMode(int32_t mode);
@@ -200,15 +203,14 @@ class CaptureEngine {
   void CloseClip();
   void StopInput();
   void StopWriter();
-  void ReleaseRing();
-  void AbandonJob();
+  void ReleaseJob();
 
   void MakeFile();
   void LiveInputOn();
   void ApplyDisplaySize();
-  [[nodiscard]] bool HasSound();
-  [[nodiscard]] bool Samples96k();
-  [[nodiscard]] int32_t AudioRow(int32_t subtype);
+  [[nodiscard]] bool HasSound() const;
+  [[nodiscard]] bool Samples96k() const;
+  [[nodiscard]] int32_t AudioRow(int32_t subtype) const;
   [[nodiscard]] std::string CountText(int32_t count) const;
 
   // Main thread.
@@ -226,6 +228,10 @@ class CaptureEngine {
   int32_t originY_ = 0;
   float zoomX_ = 100.0F;  // percent
   float zoomY_ = 100.0F;
+  bool inputLost_ = false;  // this job's thread did not end and had to be abandoned
+  bool writerLost_ = false;
+  const NxColorTables* tables8_ = nullptr;
+  const NxColorTables* tables10_ = nullptr;
   std::string madeFolder_;  // by this job; empty: none
   std::string clipPath_;
   std::vector<std::string> audioPaths_;

@@ -1,0 +1,211 @@
+#include <algorithm>
+#include <cstring>
+#include <string>
+
+#include "base/fourcc.h"
+#include "capture/capture_preparation.h"
+#include "media/media_file_base.h"
+
+// What a capture is to be, before anything is made: formats, style, length, and the descriptions
+// that the file is created with.
+namespace morvane {
+namespace {
+
+struct LayoutRow {
+  char fourcc[5];
+  RQD5FrameBufferFormat format;
+};
+
+// clang-format off
+constexpr LayoutRow kLayouts[] = {
+  {"v219", FrameBuffer10BitYCbCr},
+  {"V219", FrameBuffer10BitYCbCr},
+  {"2vuy", FrameBuffer8BitUyvy},
+  {"2Vuy", FrameBuffer8BitUyvy},
+  {"uyv9", FrameBuffer8BitUyvy},
+  {"jpgq", FrameBuffer8BitUyvy},
+  {"dv51", FrameBuffer8BitUyvy},
+  {"dv26", FrameBuffer8BitUyvy},
+  {"bgrA", FrameBuffer8BitArgb},
+  {"rleq", FrameBuffer8BitArgb},
+  {"argB", FrameBuffer8BitRgba},
+  {"10RG", FrameBuffer10BitRgb},
+  {"10RS", FrameBuffer10BitRgb},
+  {"yuy2", FrameBuffer8BitYuy2},
+  {"rgba", FrameBuffer8BitAbgr},
+  {"rgbb", FrameBuffer8BitAbgr},
+  {"10rb", FrameBuffer10BitRgbDpx},
+  {"11rb", FrameBuffer10BitRgbDpx},
+  {"11rQ", FrameBuffer10BitRgbDpx},
+  {"10yb", FrameBuffer10BitYCbCrDpx},
+  {"dvhd", FrameBuffer8BitDvcPro},
+  {"rgb ", FrameBuffer8BitRgb},
+  {"rg2b", FrameBuffer8BitRgb},
+  {"bgr ", FrameBuffer8BitBgr},
+  {"10rl", FrameBuffer10BitRgbDpxLittle},
+  {"11rl", FrameBuffer10BitRgbDpxLittle},
+  {"RGB ", FrameBuffer48BitRgb},
+};
+// clang-format on
+static_assert(std::size(kLayouts) == 27);
+
+constexpr FourCCCode kDvcProHd = FourCC("dvhd");
+constexpr FourCCCode kSilentPicture = FourCC("2Vuy");
+
+struct PixelAspect {
+  int32_t numerator;
+  int32_t denominator;
+};
+
+// Pixels of the two standard-definition rasters are not square.
+PixelAspect AspectOf(uint32_t width, uint32_t height, bool wide) {
+  if (width != 720) return {1, 1};
+  if (height == 576) return wide ? PixelAspect{16, 11} : PixelAspect{12, 11};
+  return wide ? PixelAspect{40, 33} : PixelAspect{10, 11};
+}
+
+// The compressed HD format stores a narrower raster, stretched when it is shown.
+void DescribeDvcProHd(uint32_t height, uint32_t rateScale, NxMediaCreateInfo* info) {
+  const bool narrow = height == 720;
+  const bool at25 = height == 1080 && (rateScale == 25000 || rateScale == 50000);
+  info->width = narrow ? 960 : at25 ? 1440 : 1280;
+  info->parNum = narrow || at25 ? 4 : 3;
+  info->parDen = narrow || at25 ? 3 : 2;
+  info->linePitch = info->width * 2;
+}
+
+}  // namespace
+
+bool CardFormatOf(FourCCCode fourcc, bool is1080At25, RQD5FrameBufferFormat* format) {
+  for (const LayoutRow& row : kLayouts) {
+    if (FourCC(row.fourcc) != fourcc) continue;
+    *format = fourcc == kDvcProHd && is1080At25 ? FrameBuffer8BitHdv : row.format;
+    return true;
+  }
+  return false;
+}
+
+NxErr CapturePreparation::PlanVideo() {
+  const int32_t subtype = ChoicesOf(settings_).videoSubtype;
+  if (subtype < 0 || subtype >= job_.file->GetNumImageWriteFormats()) return NxErrFailure;
+  if (job_.file->GetImageWriteFormatDescription(subtype, &picture_) != NxErrSuccess) {
+    return NxErrFailure;
+  }
+  const bool is1080At25 = height_ == 1080 && rateScale_ == 25000;
+  if (!CardFormatOf(picture_.fourcc, is1080At25, &cardFormat_)) {
+    return NxErrColorspaceNotSupported;
+  }
+  if (!session_.CanUseFrameBufferFormat(cardFormat_)) return NxErrColorspaceNotSupported;
+  job_.padBytes = session_.GetPadBytes(cardFormat_);
+  return NxErrSuccess;
+}
+
+NxErr CapturePreparation::PlanSound() {
+  const int32_t row = engine_.AudioRow(ChoicesOf(settings_).audioSubtype);
+  if (row < 0 || job_.file->GetAudioWriteFormatDescription(row, &sound_) != NxErrSuccess) {
+    return NxErrFailure;
+  }
+  return NxErrSuccess;
+}
+
+NxErr CapturePreparation::PlanStyle() {
+  std::string style;
+  if (engine_.GetStyleText(ChoicesOf(settings_).style, &style) != NxErrSuccess) {
+    return NxErrFailure;
+  }
+  if (style == "Video Only") {
+    kind_ = 1;
+  } else if (style == "Audio Only") {
+    kind_ = 2;
+  } else if (style == "Video - Audio") {
+    kind_ = 4;
+  } else if (style == "Video + Audio") {
+    kind_ = 8;
+  } else {
+    return NxErrFailure;
+  }
+  job_.videoOn = kind_ != 2;
+  job_.audioOn = kind_ != 1;
+  job_.frameLatency =
+      job_.videoOn ? static_cast<int32_t>(session_.GetFrameLatency(SessionDirection::In)) : 0;
+  if (!job_.videoOn) {
+    // The card still runs, and somebody may watch what is heard.
+    cardFormat_ = FrameBuffer8BitUyvy;
+    job_.padBytes = session_.GetPadBytes(cardFormat_);
+  }
+  return NxErrSuccess;
+}
+
+NxErr CapturePreparation::PlanLength() {
+  switch (static_cast<CaptureMode>(settings_.captureMode)) {
+    case CaptureMode::Duration:
+      job_.framesToDo = std::max(1, static_cast<int32_t>(settings_.durationFrames));
+      return NxErrSuccess;
+    case CaptureMode::InOut:
+      // Capture from tape stands here: it reads the machine's status, works out start and cue, and
+      // sends the tape there. Without a machine there is none that is ready.
+      return NxErrVtrNotReady;
+    case CaptureMode::Now:
+      break;
+  }
+  job_.framesToDo = -1;
+  return NxErrSuccess;
+}
+
+void CapturePreparation::DescribePicture() {
+  const bool wide = session_.GetFormat().wide != 0;
+  const PixelAspect aspect = AspectOf(width_, height_, wide);
+  info_.streams = kind_;
+  info_.fourcc = job_.videoOn ? picture_.fourcc : kSilentPicture;
+  info_.orientation = job_.videoOn ? picture_.orientation : kOrientationTopDown;
+  const uint32_t fieldOrder = session_.GetFieldOrder();
+  info_.fieldType = fieldOrder <= 2 ? static_cast<int32_t>(fieldOrder) : 0;
+  info_.width = static_cast<int32_t>(width_);
+  info_.height = static_cast<int32_t>(height_);
+  info_.parNum = aspect.numerator;
+  info_.parDen = aspect.denominator;
+  info_.unused[0] = -1;
+  info_.unused[1] = -1;
+  std::memcpy(info_.name, picture_.name, sizeof info_.name);
+  std::memcpy(info_.wideName, picture_.wideName, sizeof info_.wideName);
+  info_.bitDepth = static_cast<int32_t>(picture_.bitDepth);
+  if (!job_.videoOn) {
+    info_.linePitch = info_.width * 2;
+    info_.imageBytes = info_.linePitch * info_.height;
+  } else if (picture_.fourcc == kDvcProHd) {
+    DescribeDvcProHd(height_, rateScale_, &info_);
+  }
+}
+
+void CapturePreparation::DescribeSound() {
+  info_.audio = sound_;
+  const int32_t tracks = std::clamp(ChoicesOf(settings_).audioTracks + 1, 1, kMaxAudioFiles);
+  info_.audio.fileCount = tracks;
+  if (!job_.audioOn) {
+    info_.audio.bytesPerFrame = 4;
+  } else {
+    info_.audio.bytesPerFrame = sound_.bitsPerSample * sound_.channelsPerFile / 8;
+  }
+  info_.timeScale = static_cast<int32_t>(rateScale_);
+  info_.timeRate = static_cast<int32_t>(rateDuration_);
+}
+
+void CapturePreparation::DescribeClip() {
+  const std::string reel = settings_.reelName.Get();
+  NxMediaMetadata& metadata = info_.metadata;
+  metadata.presentFlags = kMetaReelName;
+  reel.copy(metadata.reelName, sizeof metadata.reelName - 1);
+  metadata.valid = 1;
+  metadata.size = sizeof(NxMediaMetadata);
+  metadata.magic = kMetadataMagic;
+}
+
+NxTimeCodeRecord CapturePreparation::Stamp() const {
+  NxTimeCodeRecord stamp = {};
+  stamp.timeCodeType = rateScale_ == 24000 ? 0 : rateScale_ == 25000 || rateScale_ == 50000 ? 1 : 2;
+  stamp.tcScale = static_cast<int32_t>(rateScale_);
+  stamp.tcRate = static_cast<int32_t>(rateDuration_);
+  return stamp;
+}
+
+}  // namespace morvane
