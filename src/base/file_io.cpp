@@ -46,6 +46,7 @@ int Guarded(FileCall call, Operation operation) {
   int error = InjectedError(call);
   if (error == 0) error = operation();
   NxLeaveIfAbandoned();
+  if (error != 0) errno = error;
   return error;
 }
 

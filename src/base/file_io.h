@@ -6,7 +6,8 @@
 
 // Files as the media layer sees them: positioned, whole (an interrupted or short call goes on), and
 // with a place for tests to put in a failing disk.
-// Every operation returns 0 or the system's error number (errno); FileErrorText() has words for it.
+// Every operation returns 0 or the system's error number; FileErrorText() has words for it. A
+// failure leaves the number in errno too, for who stands behind a layer that does not pass it on.
 // Threads: any; one File is used by one thread at a time.
 namespace morvane {
 

@@ -65,7 +65,11 @@ class WriterRun {
     handled_ = true;
     if (Begins(picture)) {
       bool failed = false;
-      if (job_.videoOn && picture.writeFrame == 1) failed = !WritePicture(&picture);
+      if (job_.videoOn && picture.writeFrame == 1) {
+        failed = !WritePicture(&picture);
+      } else {
+        ++unwritten_;
+      }
       if (job_.audioOn && !WriteSound(picture, job_.ring.Sound(slot))) failed = true;
       if (failed) job_.writesFailed.Set(job_.writesFailed.Get() + 1);
       if (held_ >= job_.frameLatency) job_.framesDone.Set(job_.framesDone.Get() + 1);
