@@ -88,7 +88,7 @@ bool CRQD5TestPattern::DrawOnCard(uint32_t number, const PatternRaster& raster) 
   // Slots that grow with the format move: then the format comes first, or the picture would be
   // drawn where the card does not look for it.
   uint32_t geometry = 0;
-  if (!GetFrameGeometry(&geometry)) return false;
+  if (!GetFrameGeometry(&geometry) || !RefreshMemoryFigures()) return false;
   if (FrameBufferSize(GetBoardID(), geometry, frameBufferFormat_) != FrameSlotBytes() &&
       !SetFrameBufferFormat(channel_, frameBufferFormat_)) {
     return false;
