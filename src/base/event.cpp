@@ -92,8 +92,10 @@ class MachineWideEvent final : public NxHandleObject {
     }
   }
   NxErr Set() override {
-    word_->store(1);
-    syscall(SYS_futex, word_, FUTEX_WAKE, INT32_MAX, nullptr, nullptr, 0);
+    // Once the word is set, who waited may close this handle.
+    std::atomic<uint32_t>* word = word_;
+    word->store(1);
+    syscall(SYS_futex, word, FUTEX_WAKE, INT32_MAX, nullptr, nullptr, 0);
     return NxErrSuccess;
   }
   NxErr Reset() override {

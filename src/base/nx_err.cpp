@@ -41,7 +41,7 @@ constexpr NxErrRow kNxErrRows[] = {
   {NxErrOverlayColorspace,       "Unsupported Overlay Colorspace."},
   {NxErrOnlyAppleHardware,       "Only supported on Apple hardware."},
   {NxErrBoardBusy,               "Sorn Board is busy."},
-  {NxErrInitAutoCirculate,       "Could not initialize auto circulate. Please re-start Sorn Driver."},
+  {NxErrInitAutoCirculate, "Could not initialize auto circulate. Please re-start Sorn Driver."},
   {NxErrStartAutoCirculate,      "Could not start auto circulate. Please re-start Sorn Driver."},
   {NxErrAllocateFifo,            "Could not allocate fifo. Please free memory and re-try."},
   {NxErrVtrNotReady,             "VTR Not Ready. Please check VTR status and try again."},
@@ -52,11 +52,11 @@ constexpr NxErrRow kNxErrRows[] = {
   {NxErrVideoInputMismatch,      "Video Input does not match Capture Format."},
   {NxErrDurationZero,            "Duration is 0"},
   {NxErrInsertEditSetup,         "Error in Setting Up the Insert Edit."},
-  {NxErrEvenFramesOnly,          "Error - only an even number of frames can be printed in this mode."},
+  {NxErrEvenFramesOnly, "Error - only an even number of frames can be printed in this mode."},
   {NxErrNoEditChannels,          "Error - no edit channels are selected."},
   {NxErrVtrOffline,              "VTR is offline. Please check VTR status and try again."},
   {NxErrNoTape,                  "No Tape. Please insert tape into VTR and try again."},
-  {NxErrVtrLocal,                "VTR is in local mode. Please put VTR in remote mode and try again."},
+  {NxErrVtrLocal, "VTR is in local mode. Please put VTR in remote mode and try again."},
   {NxErrRecordInhibit,           "Tape Error. Tape is in record inhibit mode."},
 };
 // clang-format on

@@ -61,6 +61,7 @@ int WaitForEvent(const char* name) {
   std::printf("waiting\n");
   std::fflush(stdout);
   std::printf("%d\n", NxWait(event, kNxWaitForever));
+  NxCloseHandle(event);
   return 0;
 }
 

@@ -144,6 +144,7 @@ TEST(Thread, RunsOnWhenItsHandleIsClosed) {
   EXPECT_EQ(NxCloseHandle(thread), NxErrSuccess);
   NxSetEvent(events[0]);
   EXPECT_EQ(NxWait(events[1], kLongMs), NxErrSuccess);
+  for (NxHandle event : events) NxCloseHandle(event);
 }
 
 TEST(Thread, WithoutARoutineIsRefused) {
