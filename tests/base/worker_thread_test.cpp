@@ -132,7 +132,7 @@ TEST(WorkerThread, DeafOneIsAbandonedAfter1011Polls) {
   clock.Advance(1000 * kMs);  // it wakes, and goes no further
   test::ClockPump pump(&clock, 1);
   NxSleep(1000);
-  EXPECT_LE(engine->rounds, rounds);
+  EXPECT_LE(engine->rounds, rounds + 1);  // it may have stood between sleep and count
 }
 
 TEST(WorkerThread, StopMayLookAtTheRunningWordAlone) {
