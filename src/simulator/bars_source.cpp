@@ -36,7 +36,9 @@ Colour BarColour(bool red, bool green, bool blue, bool sd) {
           static_cast<uint32_t>(std::lround(512.0 + 448.0 * (r - y) / (1.0 - kr)))};
 }
 
-uint32_t CellWidth(uint32_t width) { return width / kNumberBits & ~1u; }
+uint32_t CellWidth(uint32_t width) {
+  return width / kNumberBits & ~1u;
+}
 
 }  // namespace
 
@@ -73,8 +75,7 @@ class BarsSignal {
     std::vector<uint8_t> pixels(strip.Bytes());
     DrawNumber(number, pixels.data());
     for (uint32_t y = 1; y < lines; ++y) {
-      std::memcpy(pixels.data() + static_cast<size_t>(y) * strip.pitch, pixels.data(),
-                  strip.pitch);
+      std::memcpy(pixels.data() + static_cast<size_t>(y) * strip.pitch, pixels.data(), strip.pitch);
     }
     FrameLayout target = layout;
     target.firstActiveLine = 0;

@@ -227,10 +227,8 @@ class ClipSource : public InputSource {
 
   void Deliver(const Turn& turn, PictureRef picture, MediaReader* reader) {
     const int64_t number = turn.number;
-    const int64_t start =
-        SamplesBefore(number, turn.sampleRate, format_.scale, format_.duration);
-    const int64_t end =
-        SamplesBefore(number + 1, turn.sampleRate, format_.scale, format_.duration);
+    const int64_t start = SamplesBefore(number, turn.sampleRate, format_.scale, format_.duration);
+    const int64_t end = SamplesBefore(number + 1, turn.sampleRate, format_.scale, format_.duration);
     std::vector<int32_t> samples;
     uint32_t channels = 0;
     if (reader != nullptr && sound_ == SoundSource::kClip) {

@@ -47,7 +47,7 @@ struct FaultDescription {
 };
 
 struct CardDescription {
-  uint32_t identity = 0;        // of the board table
+  uint32_t identity = 0;         // of the board table
   uint32_t referenceFormat = 0;  // RQD5VideoFormat on the reference input; 0 is none
   bool rs422 = false;
   bool oldSubscriptions = false;
@@ -58,8 +58,8 @@ struct CardDescription {
 };
 
 struct MachineDescription {
-  double rate = 1.0;  // card time against real time
-  std::string trace;  // absolute path of the request trace; empty is none
+  double rate = 1.0;                   // card time against real time
+  std::string trace;                   // absolute path of the request trace; empty is none
   std::vector<CardDescription> cards;  // 1 .. 8
 };
 

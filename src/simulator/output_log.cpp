@@ -70,9 +70,8 @@ void OutputLog::Write(const Line& line) {
     length = std::snprintf(text, sizeof text, "%" PRId64 ",%.6f,%u,idle,,,,,,,,,,", line.boundary,
                            line.seconds, line.channel);
   } else {
-    length = std::snprintf(text, sizeof text,
-                           "%" PRId64 ",%.6f,%u,%s,%u,%s,%u,%u,%u,%s,%u,%s,%u,", line.boundary,
-                           line.seconds, line.channel,
+    length = std::snprintf(text, sizeof text, "%" PRId64 ",%.6f,%u,%s,%u,%s,%u,%u,%u,%s,%u,%s,%u,",
+                           line.boundary, line.seconds, line.channel,
                            line.kind == Line::kFrame ? "frame" : "repeat", line.slot,
                            line.md5.c_str(), line.width, line.height, line.pitch,
                            line.fourcc.c_str(), line.flip, line.rp188.c_str(), line.user);
