@@ -305,7 +305,8 @@ class CRQD5Card2 : public CRQD5Card {
   bool Reapply();
   bool RebuildRouting();
   bool ApplyLink(uint32_t itemId);
-  bool ApplyConversion();
+  bool ShowStillIn(uint32_t frame, const SessionPicture& picture);
+  bool ShowPattern(uint32_t index, uint32_t frame);
   uint32_t AnalogBlackSetup(uint32_t itemId);
 
   uint32_t identity_ = 0;        // the board itself
@@ -336,7 +337,6 @@ class CRQD5Card2 : public CRQD5Card {
   int32_t verticalOffset_ = 0;
   uint32_t inputOffset_ = 0;
   uint32_t outputOffset_ = 0;
-  uint32_t stillFrame_ = 0;
   float mixerLevel_ = 1.0f;
   bool mixerEnable_ = false;
   bool colourTableEnable_ = false;

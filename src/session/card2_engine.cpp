@@ -29,6 +29,12 @@ bool IsRgbFrameBuffer(uint32_t frameBufferFormat) {
   }
 }
 
+// HDMI and the analog connectors report through the status word of the third input.
+bool IsSdiInput(uint32_t id) {
+  const bool hdmi = id == InputHDMI || id == InputHDMIPrimary || id == InputHDMISecondary;
+  return !hdmi && (id < InputAnalogFirst || id > InputAnalogLast);
+}
+
 RQD5FormatDescriptor ShapeOf(uint32_t videoFormat, uint32_t frameBufferFormat) {
   const VideoFormatRow* row = FindVideoFormat(videoFormat);
   if (row == nullptr) return {};
@@ -36,16 +42,26 @@ RQD5FormatDescriptor ShapeOf(uint32_t videoFormat, uint32_t frameBufferFormat) {
                              row->geometry == Geometry2048x1080, false);
 }
 
-// Whether a signal that reads as `seen` is the one that a card set to `wanted` takes. A segmented
-// picture travels as an interlaced one, so the two cannot be told apart by all inputs. Without a
-// 3 Gbit/s input two streams come as two links, each of which reads as a picture of half the rate.
-bool SameSignal(uint32_t wanted, uint32_t seen, bool links) {
+bool Is1080(uint32_t standard) {
+  return standard == Standard1080 || standard == Standard1080p;
+}
+
+// Whether a signal that reads as `seen` is the one that a card set to `wanted` takes. What an input
+// reports does not tell all formats apart:
+//  - A segmented picture travels as an interlaced one, and an input that reports its scan takes it
+//    for a progressive one.
+//  - `bare`: nothing but raster and rate is told, as on HDMI and analog connectors, and on SDI for
+//    a picture of two streams without a 3 Gbit/s input: it comes as two links of half the rate.
+bool SameSignal(uint32_t wanted, uint32_t seen, bool bare) {
   const VideoFormatRow* a = FindVideoFormat(wanted);
   const VideoFormatRow* b = FindVideoFormat(seen);
   if (a == nullptr || b == nullptr) return false;
   if (a->rate != b->rate || a->geometry != b->geometry) return false;
   if (a->standard == b->standard && a->level == b->level) return true;
-  return links && a->level != 0 && (b->standard == Standard1080 || b->standard == Standard1080p);
+  if (!Is1080(a->standard) || !Is1080(b->standard)) return false;
+  if (bare) return true;
+  const bool segmented = a->standard == Standard1080 && a->picture != 0 && a->level == 0;
+  return segmented && b->standard == Standard1080p;
 }
 
 }  // namespace
@@ -53,19 +69,10 @@ bool SameSignal(uint32_t wanted, uint32_t seen, bool links) {
 RQD5VideoFormat CRQD5Card2::DetectSelectedInput() {
   if (!RequireOpen()) return 0;
   const uint32_t id = SelectionOf(SessionFamily::VideoInput).id;
-  switch (id) {
-    case InputSingle2:
-    case InputSingle2Primary:
-    case InputSingle2Secondary:
-      return DetectInput(2);
-    case InputHDMI:
-    case InputHDMIPrimary:
-    case InputHDMISecondary:
-      return DetectInput3();
-    default:
-      break;
-  }
-  return id >= InputAnalogFirst && id <= InputAnalogLast ? DetectInput3() : DetectInput(1);
+  if (!IsSdiInput(id)) return DetectInput3();
+  const bool second =
+      id == InputSingle2 || id == InputSingle2Primary || id == InputSingle2Secondary;
+  return DetectInput(second ? 2 : 1);
 }
 
 uint32_t CRQD5Card2::CheckInput() {
@@ -74,7 +81,9 @@ uint32_t CRQD5Card2::CheckInput() {
   if (seen == 0) return kInputNone;
   const uint32_t converted = SecondFormatOf(SelectionOf(SessionFamily::SecondFormatIn).id);
   const uint32_t wanted = converted != 0 ? converted : formatDesc_.videoFormat;
-  return SameSignal(wanted, seen, !BoardHas3GInput(identity_)) ? kInputSame : kInputOther;
+  const bool links = IsDualStream(wanted) && !BoardHas3GInput(identity_);
+  const bool bare = links || !IsSdiInput(SelectionOf(SessionFamily::VideoInput).id);
+  return SameSignal(wanted, seen, bare) ? kInputSame : kInputOther;
 }
 
 uint32_t CRQD5Card2::GetFrameBytes(uint32_t frameBufferFormat) const {

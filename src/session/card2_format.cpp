@@ -199,10 +199,7 @@ bool CRQD5Card2::SetupForOutput(bool withTestPattern, uint32_t frame) {
   good &= SetOutputOffset(outputOffset_);
   good &= WriteField(RegisterField::FrameOrientation, 0, ChannelIndex(channel_));
   WriteFrontPanel();
-  if (withTestPattern) {
-    good &= SetTestPattern(0);
-    good &= SetOutputFrame(channel_, frame);
-  }
+  if (withTestPattern) good &= ShowPattern(0, frame);
   return good;
 }
 

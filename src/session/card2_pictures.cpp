@@ -6,6 +6,7 @@
 #include "base/byte_order.h"
 #include "device/boards.h"
 #include "device/formats.h"
+#include "device/pattern_drawing.h"
 #include "processing/convert.h"
 #include "session/card2.h"
 #include "session/catalogue_table.h"
@@ -59,6 +60,7 @@ FourCCCode FourCCOfFrameBuffer(uint32_t frameBufferFormat) {
 }
 
 constexpr uint32_t kMixerFullScale = 65536;
+constexpr uint32_t kNextStillFrame = 0xFFFFFFFF;
 
 }  // namespace
 
@@ -99,15 +101,21 @@ bool CRQD5Card2::SetIdleOutput(IdleOutput idle) {
 }
 
 bool CRQD5Card2::ShowStill(const SessionPicture& picture) {
+  return ShowStillIn(kNextStillFrame, picture);
+}
+
+bool CRQD5Card2::ShowStillIn(uint32_t frame, const SessionPicture& picture) {
   if (!RequireOpen()) return false;
   if (picture.data == nullptr) return Fail("Frame Buffer is NULL");
   if (!CanUseFrameBufferFormat(picture.frameBufferFormat)) return Fail("DMA Write Frame Failed");
   if (!picture.topDown && !CanFlip(picture.frameBufferFormat)) {
     return Fail("DMA Write Frame Failed");
   }
-  uint32_t shown = 0;
-  GetOutputFrame(channel_, &shown);
-  const uint32_t frame = shown == 0 ? 1 : 0;
+  if (frame == kNextStillFrame) {
+    uint32_t shown = 0;
+    GetOutputFrame(channel_, &shown);
+    frame = shown == 0 ? 1 : 0;
+  }
   if (!DmaWriteFrame(frame, picture.data, picture.bytes)) return false;
   bool good = SetChannelFormat(picture.frameBufferFormat);
   good &=
@@ -115,6 +123,31 @@ bool CRQD5Card2::ShowStill(const SessionPicture& picture) {
   good &= SetChannelMode(channel_, 0, keepTiming_);
   good &= SetOutputFrame(channel_, frame);
   return good;
+}
+
+bool CRQD5Card2::SetTestPattern(uint32_t index) {
+  return ShowPattern(index, kNextStillFrame);
+}
+
+// Draws in the layout that the channel has.
+bool CRQD5Card2::ShowPattern(uint32_t index, uint32_t frame) {
+  if (!RequireOpen()) return false;
+  if (index >= kTestPatterns) return Fail("Test Pattern Not Found");
+  const VideoFormatRow* row = FindVideoFormat(formatDesc_.videoFormat);
+  uint32_t format = 0;
+  if (row == nullptr || !GetFrameBufferFormat(channel_, &format)) return false;
+  PatternRaster raster;
+  raster.standard = row->standard;
+  raster.frameBufferFormat = format;
+  raster.wide2K = row->geometry == Geometry2048x1080;
+  std::vector<uint8_t> pixels(PatternDescriptor(raster).FrameBytes());
+  if (const char* refusal = DrawTestPattern(index, raster, pixels)) return Fail(refusal);
+  SetDualLink(0);
+  SessionPicture picture;
+  picture.data = pixels.data();
+  picture.bytes = static_cast<uint32_t>(pixels.size());
+  picture.frameBufferFormat = format;
+  return ShowStillIn(frame, picture);
 }
 
 bool CRQD5Card2::ReadInputFrame(void* bgra, size_t bytes) {
