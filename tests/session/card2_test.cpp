@@ -117,8 +117,7 @@ TEST(Session, UnopenedOperationsSetTheText) {
       {"CanUse", [](CRQD5Card2& s) { return s.CanUseFrameBufferFormat(1); }},
       {"CarriesTimecode", [](CRQD5Card2& s) { return s.CarriesTimecode(); }},
       {"SetTimingOffsets", [](CRQD5Card2& s) { return s.SetTimingOffsets(1, 1); }},
-      {"SetSecondFormat",
-       [](CRQD5Card2& s) { return s.SetSecondFormat(0, SessionDirection::In); }},
+      {"SetSecondFormat", [](CRQD5Card2& s) { return s.SetSecondFormat(0, SessionDirection::In); }},
   };
   for (const auto& call : kCalls) {
     CRQD5Card2 session;

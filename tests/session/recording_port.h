@@ -80,8 +80,8 @@ class RecordingPort : public DriverPort {
       std::memcpy(out, in, outBytes < inBytes ? outBytes : inBytes);
       return true;  // every ring is idle
     }
-    return header.number == PropertyAutoCirculateControl ||
-           header.number == PropertyInterrupt || header.number == PropertySubscription;
+    return header.number == PropertyAutoCirculateControl || header.number == PropertyInterrupt ||
+           header.number == PropertySubscription;
   }
 
  private:
