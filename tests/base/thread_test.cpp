@@ -353,6 +353,35 @@ TEST(TerminateThread, HasNothingToDoForOneThatHasEnded) {
   NxCloseHandle(thread);
 }
 
+TEST(TerminateThread, CodeStandsWhenTheRoutineReturnsLater) {
+  struct Spinner {
+    std::atomic<bool> go{false};
+    std::atomic<bool> gone{false};
+    // Set by the thread's last breath, after its end was recorded.
+    struct Breath {
+      Spinner* spinner = nullptr;
+      ~Breath() {
+        if (spinner != nullptr) spinner->gone = true;
+      }
+    };
+  };
+  auto* spinner = new Spinner;
+  NxHandle thread = NxCreateThread(
+      [](void* context) {
+        static thread_local Spinner::Breath breath;
+        breath.spinner = static_cast<Spinner*>(context);
+        while (!breath.spinner->go) {
+        }
+      },
+      spinner, 0, 1, kNxAllProcessors, nullptr);
+  EXPECT_EQ(NxTerminateThread(thread, 9), NxErrSuccess);
+  spinner->go = true;  // no primitive on its way out, so it does end
+  while (!spinner->gone) NxSleep(1);
+  EXPECT_EQ(ExitCodeOf(thread), 9u);
+  NxCloseHandle(thread);
+  delete spinner;
+}
+
 TEST(TerminateThread, IsRememberedSoThatMainCanLeaveAtOnce) {
   test::ChildProcess child({"abandon"});
   EXPECT_EQ(child.ReadLine(), "0 1");
