@@ -1,0 +1,339 @@
+#include <gtest/gtest.h>
+
+#include <cstring>
+
+#include "base/byte_order.h"
+#include "simulator/input_source.h"
+#include "simulator/port_client.h"
+#include "simulator/simulated_driver.h"
+
+namespace morvane {
+namespace {
+
+using test::ElmWithBars;
+using test::FrameStepper;
+using test::PortClient;
+
+constexpr uint32_t kOut = 1;
+constexpr uint32_t kIn = 1 | kACInput;
+constexpr uint32_t kUyvy1080 = 1920 * 1080 * 2;
+
+class AutoCirculate : public ::testing::Test {
+ protected:
+  void Build(const MachineDescription& machine, uint32_t videoFormat = 2) {
+    card_.reset();
+    driver_ = std::make_unique<SimulatedDriver>(machine);
+    card_ = std::make_unique<PortClient>(driver_.get(), BOARDTYPE_OEM2K);
+    ASSERT_TRUE(card_->IsOpen());
+    card_->SetFormat(videoFormat);
+    card_->SetFrameBufferFormat(1, FrameBuffer8BitUyvy);
+    card_->Write(24, 1, 0x10000, 16);  // eight channels
+  }
+  void SetUp() override { Build(ElmWithBars()); }
+
+  bool Send(uint32_t user) {
+    PortClient::Frame frame;
+    frame.channelSpec = kOut;
+    frame.video.assign(64, static_cast<uint8_t>(user));
+    frame.user = user;
+    frame.rp188 = {0x10000, 0x05060509, 0x01020304};
+    return card_->Transfer(&frame) && (last_ = frame.status, true);
+  }
+  PortClient::Frame Take(uint32_t audioCapacity = 1 << 20) {
+    PortClient::Frame frame;
+    frame.channelSpec = kIn;
+    frame.video.resize(kUyvy1080);
+    frame.audio.resize(audioCapacity);
+    EXPECT_TRUE(card_->Transfer(&frame));
+    return frame;
+  }
+
+  ManualClock clock_;
+  FrameStepper step_{&clock_, 30000, 1001};
+  std::unique_ptr<SimulatedDriver> driver_;
+  std::unique_ptr<PortClient> card_;
+  RQD5AutoCirculateTransferStatus last_ = {};
+};
+
+TEST_F(AutoCirculate, FramesSentBeforeTheStartWaitInOrder) {
+  ASSERT_TRUE(card_->Init(kOut, 0, 28));
+  for (int i = 0; i < 5; ++i) {
+    ASSERT_TRUE(Send(100u + static_cast<uint32_t>(i)));
+    EXPECT_EQ(last_.transferFrame, i);
+    EXPECT_EQ(last_.bufferLevel, static_cast<uint32_t>(i) + 1);
+  }
+  const RQD5AutoCirculateStatus status = card_->Status(kOut);
+  EXPECT_EQ(status.state, ACStateInitialised);
+  EXPECT_EQ(status.bufferLevel, 5u);
+  EXPECT_EQ(status.activeFrame, kACNoFrame);
+  EXPECT_EQ(status.startFrame, 0u);
+  EXPECT_EQ(status.endFrame, 28u);
+}
+
+TEST_F(AutoCirculate, AnOutputShowsOneFrameABoundaryAndRepeatsTheLast) {
+  ASSERT_TRUE(card_->Init(kOut, 0, 28));
+  for (uint32_t i = 0; i < 5; ++i) ASSERT_TRUE(Send(100 + i));
+  ASSERT_TRUE(card_->Control(ACStart, kOut));
+  EXPECT_EQ(card_->Status(kOut).state, ACStateStarting);
+  step_.Step();
+  RQD5AutoCirculateStatus status = card_->Status(kOut);
+  EXPECT_EQ(status.state, ACStateRunning);
+  EXPECT_EQ(status.activeFrame, 0u);
+  EXPECT_EQ(status.framesProcessed, 1u);
+  EXPECT_EQ(status.bufferLevel, 4u);
+  EXPECT_EQ(status.framesDropped, 0u);
+  EXPECT_EQ(card_->Get(2), 0u);
+  step_.Step(4);
+  status = card_->Status(kOut);
+  EXPECT_EQ(status.activeFrame, 4u);
+  EXPECT_EQ(status.bufferLevel, 0u);
+  EXPECT_EQ(status.framesDropped, 0u);
+  EXPECT_EQ(card_->Get(2), 4u);
+  step_.Step();
+  status = card_->Status(kOut);
+  EXPECT_EQ(status.activeFrame, 4u);
+  EXPECT_EQ(status.framesDropped, 1u);
+
+  RQD5FrameStamp stamp;
+  ASSERT_TRUE(card_->Stamp(kOut, 2, &stamp));
+  EXPECT_EQ(stamp.framesProcessed, 3u);
+  EXPECT_EQ(stamp.userData, 102u);
+  EXPECT_EQ(stamp.frameNumber, 2u);
+  EXPECT_EQ(stamp.rp188.low, 0x05060509u);
+  EXPECT_EQ(stamp.rp188.high, 0x01020304u);
+  // Frame 2 was shown at the third boundary: 3 * 1001 / 30000 s = 100.1 ms.
+  EXPECT_EQ(stamp.boundaryTime, 1001000u);
+  EXPECT_FALSE(card_->Stamp(kOut, 29, &stamp));
+}
+
+TEST_F(AutoCirculate, AFrameNotYetShownHasNoCount) {
+  ASSERT_TRUE(card_->Init(kOut, 0, 28));
+  ASSERT_TRUE(Send(7));
+  ASSERT_TRUE(Send(8));
+  ASSERT_TRUE(card_->Control(ACStart, kOut));
+  step_.Step();
+  RQD5FrameStamp stamp;
+  ASSERT_TRUE(card_->Stamp(kOut, 1, &stamp));
+  EXPECT_EQ(stamp.framesProcessed, 0u);
+  EXPECT_EQ(stamp.userData, 8u);
+}
+
+TEST_F(AutoCirculate, AFullRingTakesNothingAndSaysSo) {
+  ASSERT_TRUE(card_->Init(kOut, 0, 28));
+  for (int i = 0; i < 29; ++i) {
+    ASSERT_TRUE(Send(0));
+    EXPECT_EQ(last_.transferFrame, i);
+  }
+  ASSERT_TRUE(Send(0));
+  EXPECT_EQ(last_.transferFrame, -1);
+  EXPECT_EQ(last_.bufferLevel, 29u);
+}
+
+TEST_F(AutoCirculate, NothingIsDroppedBeforeTheFirstFrameIsThere) {
+  ASSERT_TRUE(card_->Init(kOut, 0, 28));
+  ASSERT_TRUE(card_->Control(ACStart, kOut));
+  step_.Step(10);
+  EXPECT_EQ(card_->Status(kOut).framesDropped, 0u);
+  EXPECT_EQ(card_->Status(kOut).activeFrame, kACNoFrame);
+  ASSERT_TRUE(Send(1));
+  step_.Step();
+  EXPECT_EQ(card_->Status(kOut).framesProcessed, 1u);
+  EXPECT_EQ(card_->Status(kOut).framesDropped, 0u);
+}
+
+TEST_F(AutoCirculate, StopTakesEffectAtTheNextBoundaryAndAbortAtOnce) {
+  EXPECT_TRUE(card_->Control(ACStop, kOut));
+  EXPECT_TRUE(card_->Control(ACAbort, kOut));
+  EXPECT_EQ(card_->Status(kOut).state, ACStateIdle);
+  ASSERT_TRUE(card_->Init(kOut, 0, 28));
+  ASSERT_TRUE(Send(1));
+  ASSERT_TRUE(card_->Control(ACStart, kOut));
+  step_.Step();
+  ASSERT_TRUE(card_->Control(ACStop, kOut));
+  EXPECT_EQ(card_->Status(kOut).state, ACStateStopping);
+  EXPECT_FALSE(card_->Init(kOut, 0, 28));
+  step_.Step();
+  EXPECT_EQ(card_->Status(kOut).state, ACStateIdle);
+  EXPECT_EQ(card_->Get(2), 0u);  // the still picture
+
+  ASSERT_TRUE(card_->Init(kOut, 0, 28));
+  ASSERT_TRUE(card_->Control(ACStart, kOut));
+  step_.Step();
+  ASSERT_TRUE(card_->Control(ACAbort, kOut));
+  EXPECT_EQ(card_->Status(kOut).state, ACStateIdle);
+}
+
+TEST_F(AutoCirculate, StartNeedsAnInitialisedChannelAndInitAnIdleOne) {
+  EXPECT_FALSE(card_->Control(ACStart, kOut));
+  ASSERT_TRUE(card_->Init(kOut, 0, 28));
+  ASSERT_TRUE(card_->Init(kOut, 0, 28));  // again, before the start
+  ASSERT_TRUE(card_->Control(ACStart, kOut));
+  EXPECT_FALSE(card_->Init(kOut, 0, 28));
+  EXPECT_FALSE(card_->Control(ACStart, kOut));
+  step_.Step();
+  EXPECT_FALSE(card_->Init(kOut, 0, 28));
+  EXPECT_FALSE(card_->Init(kIn, 0, 28));  // the channel plays
+}
+
+TEST_F(AutoCirculate, InitRefusesARunOutsideTheMemoryAndChannelsThatAreNone) {
+  EXPECT_FALSE(card_->Init(kOut, 0, 32));
+  EXPECT_FALSE(card_->Init(kOut, 5, 4));
+  EXPECT_FALSE(card_->Init(kOut, -1, 4));
+  EXPECT_FALSE(card_->Init(3, 0, 4));
+  EXPECT_FALSE(card_->Init(9, 0, 4));  // Elm has two channels
+  EXPECT_TRUE(card_->Init(2, 0, 4));
+}
+
+TEST_F(AutoCirculate, InitSetsTheDirectionOfTheChannel) {
+  ASSERT_TRUE(card_->Init(kIn, 0, 30));
+  EXPECT_EQ(card_->Get(1, 1), 1u);
+  ASSERT_TRUE(card_->Init(kOut, 0, 28));
+  EXPECT_EQ(card_->Get(1, 1), 0u);
+}
+
+TEST_F(AutoCirculate, CapturedFramesFollowOneAnotherWithTheirSound) {
+  ASSERT_TRUE(card_->Init(kIn, 0, 30));
+  ASSERT_TRUE(card_->Control(ACStart, kIn));
+  step_.Step();
+  RQD5AutoCirculateStatus status = card_->Status(kIn);
+  EXPECT_EQ(status.state, ACStateRunning);
+  EXPECT_EQ(status.bufferLevel, 0u);
+  step_.Step(3);
+  EXPECT_EQ(card_->Status(kIn).bufferLevel, 3u);
+
+  const PortClient::Frame first = Take();
+  const PortClient::Frame second = Take();
+  EXPECT_EQ(first.status.transferFrame, 0);
+  EXPECT_EQ(second.status.transferFrame, 1);
+  EXPECT_EQ(first.status.audioBytes, 51264u);
+  EXPECT_EQ(second.status.audioBytes, 51232u);
+  const uint32_t number = ReadBarsFrameNumber(FourCC("2vuy"), first.video.data(), 1920);
+  EXPECT_EQ(ReadBarsFrameNumber(FourCC("2vuy"), second.video.data(), 1920), number + 1);
+  // The ramp of channel 2 goes on where the first frame ended.
+  const uint32_t end = LoadLe32(first.audio.data() + 51264 - 28);
+  EXPECT_EQ(LoadLe32(second.audio.data() + 4), end + 256);
+}
+
+TEST_F(AutoCirculate, ASlowCallerFindsTheRingFullAndFramesDropped) {
+  ASSERT_TRUE(card_->Init(kIn, 0, 30));
+  ASSERT_TRUE(card_->Control(ACStart, kIn));
+  step_.Step();
+  step_.Step(40);
+  EXPECT_EQ(card_->Status(kIn).bufferLevel, 30u);
+  EXPECT_EQ(card_->Status(kIn).framesDropped, 10u);
+  EXPECT_EQ(card_->Status(kIn).framesProcessed, 30u);
+}
+
+TEST_F(AutoCirculate, WithoutASignalNothingCounts) {
+  MachineDescription machine = ElmWithBars();
+  machine.cards[0].inputs[0].source = SignalSource::kNone;
+  Build(machine);
+  ASSERT_TRUE(card_->Init(kIn, 0, 30));
+  ASSERT_TRUE(card_->Control(ACStart, kIn));
+  step_.Step(100);
+  EXPECT_EQ(card_->Status(kIn).bufferLevel, 0u);
+  EXPECT_EQ(card_->Status(kIn).framesDropped, 0u);
+  EXPECT_EQ(Take().status.transferFrame, -1);
+}
+
+TEST_F(AutoCirculate, TimecodeOfTheInputCountsWithTheFrameNumber) {
+  step_.Step(12);
+  ASSERT_TRUE(card_->Init(kIn, 0, 30));
+  ASSERT_TRUE(card_->Control(ACStart, kIn));
+  step_.Step(4);
+  for (int i = 0; i < 3; ++i) {
+    const PortClient::Frame frame = Take();
+    const uint32_t number = ReadBarsFrameNumber(FourCC("2vuy"), frame.video.data(), 1920);
+    ASSERT_LT(number, 30u);
+    const RQD5Rp188& words = frame.status.stamp.rp188;
+    EXPECT_EQ(words.flags & 0x10000, 0x10000u);
+    EXPECT_EQ(words.low, (number % 10) | (number / 10) << 8);
+    EXPECT_EQ(words.high, 0x01000000u >> 8);  // one hour
+  }
+  EXPECT_EQ(card_->Status(kIn).timecodePresent, 1);
+}
+
+TEST_F(AutoCirculate, RegistersOfATransferAreWrittenWhenItsFrameIsShown) {
+  ASSERT_TRUE(card_->Init(kOut, 0, 28));
+  ASSERT_TRUE(Send(0));
+  PortClient::Frame frame;
+  frame.video.assign(64, 1);
+  frame.routing.count = 2;
+  frame.routing.entries[0] = {200, 0xFF00, 8, 0x12};
+  frame.routing.entries[1] = {201, 0xFFFFFFFF, 0, 0xCAFE};
+  ASSERT_TRUE(card_->Transfer(&frame));
+  card_->Write(200, 0xFFFFFFFF);
+  ASSERT_TRUE(card_->Control(ACStart, kOut));
+  step_.Step();
+  EXPECT_EQ(card_->Get(200), 0xFFFFFFFFu);
+  EXPECT_EQ(card_->Get(201), 0u);
+  step_.Step();
+  EXPECT_EQ(card_->Get(200), 0xFFFF12FFu);
+  EXPECT_EQ(card_->Get(201), 0xCAFEu);
+}
+
+TEST_F(AutoCirculate, AStoppedInputKeepsNothing) {
+  ASSERT_TRUE(card_->Init(kIn, 0, 30));
+  ASSERT_TRUE(card_->Control(ACStart, kIn));
+  step_.Step(5);
+  ASSERT_TRUE(card_->Control(ACStop, kIn));
+  step_.Step();
+  EXPECT_EQ(card_->Status(kIn).state, ACStateIdle);
+  EXPECT_EQ(card_->Status(kIn).bufferLevel, 0u);
+  PortClient::Frame frame;
+  frame.channelSpec = kIn;
+  frame.video.resize(64);
+  EXPECT_FALSE(card_->Transfer(&frame));
+}
+
+TEST_F(AutoCirculate, TransfersLargerThanASlotAreRefused) {
+  ASSERT_TRUE(card_->Init(kOut, 0, 28));
+  PortClient::Frame frame;
+  frame.video.resize((8u << 20) + 4);
+  EXPECT_FALSE(card_->Transfer(&frame));
+  frame.video.resize(8u << 20);
+  EXPECT_TRUE(card_->Transfer(&frame));
+}
+
+TEST_F(AutoCirculate, SoundIsCutToTheCallersBufferAndLeftOutWhereNotAskedFor) {
+  ASSERT_TRUE(card_->Init(kIn, 0, 30, false));
+  ASSERT_TRUE(card_->Control(ACStart, kIn));
+  step_.Step(3);
+  EXPECT_EQ(Take().status.audioBytes, 0u);
+  ASSERT_TRUE(card_->Control(ACAbort, kIn));
+  ASSERT_TRUE(card_->Init(kIn, 0, 30, true));
+  ASSERT_TRUE(card_->Control(ACStart, kIn));
+  step_.Step(3);
+  EXPECT_EQ(Take(4096).status.audioBytes, 4096u);
+}
+
+// Numbers of samples a frame, as the rates have them.
+TEST_F(AutoCirculate, FramesCarryTheSamplesOfTheirRate) {
+  struct Row {
+    uint32_t videoFormat;
+    uint32_t scale;
+    uint32_t duration;
+    std::vector<uint32_t> samples;
+  };
+  const Row rows[] = {
+      {2, 30000, 1001, {1602, 1601, 1602, 1601, 1602, 1602}},
+      {4, 60000, 1001, {801, 801, 800, 801, 801}},
+      {1, 25000, 1000, {1920, 1920, 1920}},
+      {17, 50000, 1000, {960, 960, 960}},
+      {11, 24000, 1001, {2002, 2002, 2002}},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.videoFormat);
+    Build(ElmWithBars(row.videoFormat), row.videoFormat);
+    FrameStepper step(&clock_, row.scale, row.duration);
+    ASSERT_TRUE(card_->Init(kIn, 0, 30));
+    ASSERT_TRUE(card_->Control(ACStart, kIn));
+    step.Step(static_cast<int>(row.samples.size()) + 1);
+    for (const uint32_t samples : row.samples) {
+      EXPECT_EQ(Take().status.audioBytes, samples * 32);
+    }
+  }
+}
+
+}  // namespace
+}  // namespace morvane
