@@ -30,6 +30,52 @@ void ConvertDpxToV219(const uint8_t* from, uint32_t words, uint8_t* to) {
   }
 }
 
+// 10-bit 4:2:2 to 8 bit by a shift: the top eight bits of each sample, in the same order.
+// The conversion core rounds, and would change what an 8-bit source sent.
+void ShiftRight(const uint8_t* from, uint8_t* to, uint32_t samples) {
+  uint32_t done = 0;
+  for (; done + 12 <= samples; done += 12, from += 16, to += 12) {
+    for (uint32_t w = 0; w < 4; ++w) {
+      const uint32_t word = LoadLe32(from + 4 * w);
+      to[3 * w] = static_cast<uint8_t>(word >> 2);
+      to[3 * w + 1] = static_cast<uint8_t>(word >> 12);
+      to[3 * w + 2] = static_cast<uint8_t>(word >> 22);
+    }
+  }
+  for (uint32_t i = 0; done + i < samples; ++i) {
+    to[i] = static_cast<uint8_t>(LoadLe32(from + i / 3 * 4) >> (i % 3 * 10 + 2));
+  }
+}
+
+void ShiftLeft(const uint8_t* from, uint8_t* to, uint32_t samples) {
+  uint32_t done = 0;
+  for (; done + 3 <= samples; done += 3, from += 3, to += 4) {
+    StoreLe32(to, static_cast<uint32_t>(from[0]) << 2 | static_cast<uint32_t>(from[1]) << 12 |
+                      static_cast<uint32_t>(from[2]) << 22);
+  }
+  if (done == samples) return;
+  uint32_t word = 0;
+  for (uint32_t i = 0; done + i < samples; ++i) {
+    word |= static_cast<uint32_t>(from[i]) << (i * 10 + 2);
+  }
+  StoreLe32(to, word);
+}
+
+void ShiftRows(FourCCCode fromCode, const uint8_t* from, uint32_t fromPitch, uint8_t* to,
+               uint32_t toPitch, uint32_t width, uint32_t lines, bool flip) {
+  for (uint32_t y = 0; y < lines; ++y) {
+    const uint8_t* source = from + static_cast<size_t>(flip ? lines - 1 - y : y) * fromPitch;
+    uint8_t* target = to + static_cast<size_t>(y) * toPitch;
+    if (fromCode == kV219) {
+      ShiftRight(source, target, width * 2);
+    } else {
+      // The samples that pad the last group of a line are zero.
+      std::memset(target + (width * 2 + 2) / 3 * 4, 0, toPitch - (width * 2 + 2) / 3 * 4);
+      ShiftLeft(source, target, width * 2);
+    }
+  }
+}
+
 // Between the two orders of 8-bit 4:2:2.
 void SwapPairs(const uint8_t* from, uint32_t fromPitch, uint8_t* to, uint32_t toPitch,
                uint32_t width, uint32_t lines, bool flip) {
@@ -52,6 +98,19 @@ void ConvertRows(FourCCCode fromCode, const uint8_t* from, uint32_t fromPitch, F
     SwapPairs(from, fromPitch, to, toPitch, width, lines, flip);
     return;
   }
+  if ((fromCode == kV219 && toCode == k2vuy) || (fromCode == k2vuy && toCode == kV219)) {
+    ShiftRows(fromCode, from, fromPitch, to, toPitch, width, lines, flip);
+    return;
+  }
+  if (IsYuv(fromCode) && IsYuv(toCode) && IsYuyvOrder(fromCode) != IsYuyvOrder(toCode) &&
+      (IsYuv10(fromCode) || IsYuv10(toCode))) {
+    const FrameLayout eight = PlainLayout(k2vuy, width, lines);
+    std::vector<uint8_t> whole(eight.Bytes());
+    ConvertRows(fromCode, from, fromPitch, k2vuy, whole.data(), eight.pitch, width, lines, matrix,
+                flip);
+    ConvertRows(k2vuy, whole.data(), eight.pitch, toCode, to, toPitch, width, lines, matrix, false);
+    return;
+  }
   if (fromCode == k2vuy && !IsYuv(toCode)) {
     // A connector carries 10 bit: RGB is made of that.
     const FrameLayout ten = PlainLayout(kV219, width, lines);
@@ -68,6 +127,16 @@ void ConvertRows(FourCCCode fromCode, const uint8_t* from, uint32_t fromPitch, F
       std::memcpy(to + static_cast<size_t>(y) * toPitch,
                   from + static_cast<size_t>(source) * fromPitch, bytes);
     }
+    return;
+  }
+  const PixelFormat* target = FindPixelFormat(toCode);
+  if (fromCode == kV219 && target != nullptr && target->pixelClass == PixelClass::kRgb16) {
+    // The core has no way from 4:2:2 to 16 bit; 10-bit RGB holds all that a connector carries.
+    constexpr FourCCCode kRgb10 = FourCC("10RG");
+    std::vector<uint8_t> whole(static_cast<size_t>(width) * 4 * lines);
+    ConvertRows(fromCode, from, fromPitch, kRgb10, whole.data(), width * 4, width, lines, matrix,
+                flip);
+    ConvertRows(kRgb10, whole.data(), width * 4, toCode, to, toPitch, width, lines, matrix, false);
     return;
   }
   ConvertContext context;
