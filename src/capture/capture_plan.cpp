@@ -167,7 +167,7 @@ void CapturePreparation::DescribePicture() {
   info_.unused[0] = -1;
   info_.unused[1] = -1;
   std::memcpy(info_.name, picture_.name, sizeof info_.name);
-  std::memcpy(info_.wideName, picture_.wideName, sizeof info_.wideName);
+  info_.wideName = picture_.wideName;
   info_.bitDepth = static_cast<int32_t>(picture_.bitDepth);
   if (!job_.videoOn) {
     info_.linePitch = info_.width * 2;

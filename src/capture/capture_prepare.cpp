@@ -158,6 +158,7 @@ void CapturePreparation::FillImageRequest() {
   job_.image.width = info_.width;
   job_.image.height = info_.height;
   job_.image.pitch = info_.linePitch;
+  job_.image.frameBytes = info_.frameBytes;
   job_.image.orientation = static_cast<int32_t>(info_.orientation);
 }
 

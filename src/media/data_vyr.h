@@ -13,7 +13,7 @@ inline constexpr size_t kVyrClipNameChars = 4096;
 inline constexpr uint64_t kVyrMaxBytes = 1048576;  // a larger document is refused
 
 // What a sidecar says beside the metadata.
-struct [[gnu::packed]] NxVyrHead {
+struct NxVyrHead {
   char16_t clipName[kVyrClipNameChars];
   int32_t parNum;
   int32_t parDen;
@@ -66,10 +66,9 @@ class NxDataVYR {
   NxVyrHead head = {};  // set before OpenWrite
 
  private:
-  void Clear();
-  bool ReadDocument(std::string* text);
-  bool ParseDocument(const std::string& text);
-  bool BuildDocument(std::string* text) const;
+  NxErr ReadDocument();
+  NxErr CreateDocument();
+  NxErr ReplaceDocument();
 
   NxFileHandle file_;
   uint32_t createMode_ = 0;

@@ -5,6 +5,7 @@
 
 #include "base/fourcc.h"
 #include "base/nx_err.h"
+#include "media/media_text.h"
 #include "processing/color_context.h"
 
 // The plain records that engines and format classes exchange. Those whose bytes are copied whole
@@ -121,7 +122,7 @@ static_assert(sizeof(NxTimeCodeRecord) == 39);
 struct [[gnu::packed]] NxMediaAudioInfo {
   FourCCCode fourcc;  // "16au", "24au", "32au", "32af"
   char name[64];
-  char16_t wideName[64];
+  NxWideText<64> wideName;
   int32_t channelsPerFile;
   float sampleRate;
   int32_t bitsPerSample;
@@ -144,7 +145,7 @@ struct [[gnu::packed]] NxMediaInfoHead {
   int32_t parDen;
   int32_t unused[2];  // -1
   char name[64];
-  char16_t wideName[64];
+  NxWideText<64> wideName;
   int32_t bitDepth;
   int32_t imageBytes;   // pixels of one frame
   int32_t frameBytes;   // one frame as stored, padded up to 512
@@ -181,7 +182,7 @@ static_assert(sizeof(NxMediaFileInfo) == 4715);
 struct [[gnu::packed]] NxImageWriteFormatDescription {
   FourCCCode fourcc;
   char name[64];
-  char16_t wideName[64];
+  NxWideText<64> wideName;
   uint32_t orientation;
   uint32_t bitDepth;
   uint8_t flags[6];  // 0, 1, 0, 1, 0, 0

@@ -10,11 +10,20 @@ namespace morvane {
 
 inline constexpr size_t kExactNameBytes = 260;
 
+// The colour context of a request that names no matrix: the clip's width picks it, 601 video below
+// 800 pixels and 709 video from there on.
+inline constexpr int32_t kMatrixByWidth = -1;
+[[nodiscard]] inline NxColorContext ColorByWidth() {
+  NxColorContext color;
+  color.matrix = kMatrixByWidth;
+  return color;
+}
+
 struct NxImageReadRequest {
   uint32_t reserved = 0;
   FourCCCode fourcc = 0;  // the format that the caller wants
-  // A rectangle only, at the clip's own format: all eight values other than -1. A negative height
-  // flips. Source and target have one size.
+  // 1: a rectangle only, at the clip's own format, all eight values other than -1. It arrives as a
+  // picture of its own, `dstWidth` wide; both sizes are equal, a negative height turns it over.
   uint8_t subRect = 0;
   int32_t srcX = -1;
   int32_t srcY = -1;
@@ -28,7 +37,7 @@ struct NxImageReadRequest {
   int32_t height = 0;
   int32_t pitch = 0;        // bytes a line; in and out
   int32_t orientation = 1;  // in and out
-  NxColorContext color = {};
+  NxColorContext color = ColorByWidth();
   uint8_t useExactName = 0;
   const char* exactName = nullptr;
   const char16_t* exactNameW = nullptr;
@@ -49,7 +58,7 @@ struct NxImageWriteRequest {
   int32_t height = 0;
   int32_t pitch = 0;
   int32_t orientation = 1;
-  NxColorContext color = {};
+  NxColorContext color = ColorByWidth();
   uint8_t useExactName = 0;  // write to exactly this path
   char exactName[kExactNameBytes] = {};
   const char16_t* exactNameW = nullptr;

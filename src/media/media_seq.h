@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "base/page_memory.h"
+#include "media/frame_source.h"
 #include "media/media_file_base.h"
 #include "media/media_wav.h"
 
@@ -100,18 +101,19 @@ class NxMediaSeq {
   virtual const uint8_t* FrameHeader([[maybe_unused]] const NxTimeCodeRecord& timeCode) {
     return nullptr;
   }
-  // Reads the header of `file` (open for reading, `bytes` long) into a zeroed `info`: the head's
-  // picture fields and what metadata the file has. `first` is clear for the check of a later frame.
-  // frameBytes is computed by the caller unless set. Returns: 0; 100000, -2, or a read error.
-  virtual NxErr ParseFrame(NxFileHandle* file, uint64_t bytes, bool first,
-                           NxMediaFileInfo* info) = 0;
+  // Reads a frame's header into `info`, whose numbers that a file may leave unknown are -1 and all
+  // else zero: the head's picture fields and what metadata the file has. `first` is clear for the
+  // check of a later frame. frameBytes is computed by the caller unless set.
+  // Returns: 0; 100000 for a picture that is not ours; -2 or a read error.
+  virtual NxErr ParseFrame(FrameSource* source, bool first, NxMediaFileInfo* info) = 0;
   // True if a later frame's header belongs to the clip.
   [[nodiscard]] virtual bool SameFrame(const NxMediaFileInfo& first,
                                        const NxMediaFileInfo& now) const;
-  // False where the file's bytes are not its pixels; then ReadStored brings them.
+  // False where the file's bytes are not its pixels; then ReadUnpacked brings them.
   [[nodiscard]] virtual bool PixelsAreStored() const { return true; }
-  // Reads a whole frame, header included, to `frame` (frameBytes). What the file lacks is zeroed.
-  virtual NxErr ReadStored(NxFileHandle* file, const NxMediaFileInfo& info, uint8_t* frame);
+  // Reads a whole frame, header room included, to `frame` (frameBytes); what the file lacks is
+  // zeroed. Called only with pixels that are not simply stored.
+  virtual NxErr ReadUnpacked(FrameSource* source, const NxMediaFileInfo& info, uint8_t* frame);
   // The format in which pixels go to the file: `flags` bit 0 asks for the full-range twin.
   [[nodiscard]] virtual FourCCCode StoredFourcc(FourCCCode fourcc, uint32_t flags) const;
   // After a conversion into the file's format, before the write.
@@ -131,73 +133,72 @@ class NxMediaSeq {
   [[nodiscard]] const NxMediaCreateInfo* WriteInfo() const { return writeInfo_.get(); }
 
  private:
-  struct FrameFile {  // the file of one frame for the length of a call
-    NxFileHandle* handle = nullptr;
-    std::string path;
-    bool inRing = false;
-  };
-
   [[nodiscard]] bool IsOpen() const { return isOpenRead_ || isOpenWrite_; }
   void Reset();
-  void ClearState();
+  void CloseFiles();
   // names (media_seq_names.cpp)
   [[nodiscard]] std::string NameOfNumber(int64_t number) const;
-  [[nodiscard]] std::string NameOfFrame(int32_t frame) const;
-  [[nodiscard]] static std::string SidecarOfFrame(const std::string& path);
-  [[nodiscard]] static std::string SidecarToFind(const std::string& path);
-  void ParseNumber(const std::string& path);
-  NxErr SeqOpenRead(const std::string& path, bool singleFile);
+  void ParseNumber();
+  NxErr CountFrames(bool singleFile);
   [[nodiscard]] std::string AudioBaseName() const;
-  // opening (media_seq_open.cpp)
-  NxErr OpenFirst(const std::string& path);
+  // opening (media_seq_open.cpp, media_seq_create.cpp)
+  NxErr OpenFirst();
   NxErr ApplySidecar();
-  void OpenAudio(bool wantAudio, const std::string& audioFolder, uint32_t options);
-  NxErr SeqCreate(const std::string& name, const std::string* startNumber,
-                  const std::string& folder, NxText clipName, NxText audioFolder,
-                  NxMediaCreateInfo* info);
-  NxErr CreateAudio(NxText clipName, NxText audioFolder, NxMediaCreateInfo* info);
-  NxErr FailCreate(NxErr code);
+  void OpenAudio(const std::string& audioFolder, uint32_t options);
+  NxErr PlanPicture();
+  NxErr CreateFirst(NxText name, NxText startNumberText, NxText folder, bool wide);
+  NxErr CreateAudio(NxText name, NxText audioFolder, bool wide);
   // pictures (media_seq_read.cpp, media_seq_write.cpp)
-  NxErr OpenFrameFile(const NxImageReadRequest& request, FrameFile* file);
-  void LeaveFrameFile(FrameFile* file, bool failed);
-  bool FrameIsGood(FrameFile* file);
-  NxErr ReadSameFormat(FrameFile* file, NxImageReadRequest* request);
-  NxErr ReadRectangle(FrameFile* file, NxImageReadRequest* request);
-  NxErr ReadConverted(FrameFile* file, NxImageReadRequest* request);
-  NxErr FillFrame(NxImageWriteRequest* request, uint8_t* frame);
-  NxErr WriteFrameFile(const NxImageWriteRequest& request, const uint8_t* frame);
-  NxErr PutFrame(NxFileHandle* handle, const uint8_t* frame);
-  void KeepFirstTimecode(const NxTimeCodeRecord& timeCode);
+  NxErr OpenFrame(const NxImageReadRequest& request, int32_t frame, NxFileHandle** handle);
+  void LeaveFrame(NxFileHandle* handle);
+  bool FrameIsGood(FrameSource* source);
+  NxErr LoadFrame(NxFileHandle* handle, uint8_t* frame, bool* good);
+  NxErr ReadWhole(NxFileHandle* handle, NxImageReadRequest* request);
+  NxErr ReadRectangle(NxFileHandle* handle, NxImageReadRequest* request);
+  NxErr ReadConverted(NxFileHandle* handle, NxImageReadRequest* request);
+  [[nodiscard]] uint8_t* Scratch(void* offered, int32_t offeredBytes, size_t bytes);
+  [[nodiscard]] bool MayGoDirectly(const NxImageWriteRequest& request) const;
+  NxErr FillFrame(const NxImageWriteRequest& request, uint8_t* frame);
+  NxErr WriteFirst(const std::string* exactName, const uint8_t* frame);
+  NxErr WriteNext(const std::string* exactName, int32_t frame, const uint8_t* data);
+  NxErr PutFrame(NxFileHandle* handle, const std::string& path, const uint8_t* frame);
   // closing (media_seq_close.cpp)
   void WriteSidecar();
-  void SyncWritten();
+  NxErr SyncWritten();
   NxErr RewriteSidecar(const NxMediaMetadata& metadata);
-  NxErr RemoveAudio();
+  [[nodiscard]] std::vector<std::string> FilesToDelete() const;
+  void DeleteAudio();
 
+  // Set at open and create, constant until Close.
   std::unique_ptr<NxMediaFileInfo> readInfo_;
   std::unique_ptr<NxMediaCreateInfo> writeInfo_;
-  uint32_t createMode_ = 0;  // as given at open or create; used for every frame file
+  uint32_t createMode_ = 0;  // as given; used for every frame file
   uint32_t accessFlags_ = 0;
   std::string firstPath_;  // full path of the first frame
-  NxFileHandle imageFile_;
   std::unique_ptr<NxMediaWAV> audio_;
   bool isOpenRead_ = false;
   bool isOpenWrite_ = false;
   bool hasImage_ = false;
   bool hasAudio_ = false;
-  int32_t ringIndex_ = 0;
-  NxFileHandle ring_[kFrameRingSlots];
-  std::string suffix_;        // "." and the extension as the opened path spells it
+  bool overlapped_ = false;   // a frame's file stays open until its slot is used again
   int64_t firstNumber_ = -1;  // in the first file's name; -1 if it has none
   int64_t startNumber_ = 0;   // at which writing starts
   int32_t digitCount_ = 0;
-  int32_t framesWritten_ = 0;
   int32_t frameCountRead_ = 0;
   int32_t frameCountKept_ = 0;  // kept after Close for deletion
-  bool overlapped_ = false;
-  bool wide_ = false;
-  bool sidecarWritten_ = false;
-  std::vector<std::string> written_;  // frame files of this clip, for syncing and deletion
+  // The picture thread's.
+  NxFileHandle imageFile_;  // the first frame's
+  NxFileHandle ring_[kFrameRingSlots];
+  int32_t ringIndex_ = 0;
+  int32_t framesWritten_ = 0;
+  PageBuffer scratch_;
+  // What this object made, for syncing and deletion: the first frame's file if `firstMade_`, files
+  // by number, files by exact name, the sidecar.
+  bool isWriter_ = false;  // stays after Close
+  bool firstMade_ = false;
+  bool sidecarMade_ = false;
+  std::vector<int64_t> numbersMade_;
+  std::vector<std::string> namesMade_;
 };
 
 }  // namespace morvane

@@ -76,31 +76,34 @@ class NxMediaWAV : public NxMediaFileBase {
     std::string path;
     RiffWaveFile file;
     uint64_t samples = 0;  // sample frames when reading; writes done when writing
-    int32_t lastFrame = -10;
-    uint64_t position = 0;  // sample data bytes before the next read
-    int32_t timeScale = 0;
+    int32_t lastFrame = kNoFrame;
+    uint64_t position = 0;  // where in the samples' bytes the next read begins
+    int32_t timeScale = 0;  // rate of the last read
     int32_t timeRate = 0;
   };
+  static constexpr int32_t kNoFrame = -10;
 
   void Reset();
-  void AbandonWrite();
   [[nodiscard]] bool IsOpen() const { return isOpenRead_ || isOpenWrite_; }
-  [[nodiscard]] bool IsTrack(int32_t file) const { return file >= 0 && file < kMaxAudioFiles; }
-  NxErr CheckAudioFormat(NxMediaAudioInfo* audio) const;
+  [[nodiscard]] const NxMediaAudioInfo* Audio() const;
+  // writing (media_wav_write.cpp)
   NxErr CreateTracks(const std::string& folder, const std::string& name, uint32_t createMode);
+  NxErr FlushTracks();
+  NxErr CloseWriting();
+  void DiscardTracks();
+  // reading (media_wav_read.cpp)
   NxErr OpenTracks(const std::string& folder, const std::string& name, int32_t wanted);
-  bool AdoptTrack(int32_t index);
-  void ReadTail();
-  NxErr WriteTails();
-  NxErr DeleteTracks();
+  NxErr OpenTrack(const std::string& stem, Track* track);
+  void ReadMetadataTail();
 
   std::unique_ptr<NxMediaFileInfo> readInfo_;
   std::unique_ptr<NxMediaCreateInfo> writeInfo_;
   bool isOpenRead_ = false;
   bool isOpenWrite_ = false;
   bool hasAudio_ = false;
-  bool wide_ = false;
   bool anyWritten_ = false;
+  int64_t flushedNs_ = 0;  // when the sizes in the files were last brought up to date
+  std::string folder_;
   Track tracks_[kMaxAudioFiles];
 };
 

@@ -13,8 +13,9 @@ class NxMediaYUV final : public NxMediaSeqFile<NxMediaFileBase, NxMediaSeq> {
   const char* MediaName() const override { return "YUV Sequence"; }
   std::span<const SeqWriteFormat> WriteFormats() const override;
   NxErr PlanWrite(NxMediaCreateInfo* info) override;
-  NxErr ParseFrame(NxFileHandle* file, uint64_t bytes, bool first, NxMediaFileInfo* info) override;
+  NxErr ParseFrame(FrameSource* source, bool first, NxMediaFileInfo* info) override;
   int32_t BytesPerPixel() const override { return 2; }
+  // Exactly the picture: padding would make a file that cannot be opened again.
   uint64_t StoredBytes(const NxMediaCreateInfo& info) const override {
     return static_cast<uint64_t>(info.imageBytes);
   }

@@ -18,15 +18,21 @@ struct PicturePlace {
 };
 
 // Brings a picture from one format, size and line order into another: the whole-image conversion,
-// and what that leaves to its callers, pictures of equal size inside the 8-bit 4:2:2 group or of
-// one and the same format, which are copied line by line (byte pairs turned where the orders
-// differ). `color` may be null for matrix 1 below 800 pixels and 3 otherwise.
+// and what that leaves to its callers: pictures of equal size in one format or inside the 8-bit
+// 4:2:2 group are copied line by line (byte pairs turned where the orders differ). Other sizes are
+// scaled within their aspect, with black around. The matrix of
+// `color` may be kMatrixByWidth.
+// Requires: both places hold their lines (CheckPlace).
 // Returns: 0, or the conversion's code.
 NxErr CopyPicture(const PicturePlace& from, const PicturePlace& to, bool flip,
-                  const NxColorContext* color);
+                  const NxColorContext& color);
 
-// Bytes of one line of `width` pixels; 10-bit 4:2:2 lines are whole groups of 48 pixels. 0 for an
-// unknown format.
+// True if `place` is a picture of a known format whose lines fit into `pitch` and which fits into
+// `bytes`.
+[[nodiscard]] bool CheckPlace(const PicturePlace& place, int64_t bytes);
+
+// Bytes that one line of `width` pixels fills, in whole groups (pairs of 4:2:2, sixes of 10-bit
+// 4:2:2). 0 for an unknown format.
 [[nodiscard]] int64_t LineBytes(FourCCCode fourcc, int64_t width);
 
 }  // namespace morvane

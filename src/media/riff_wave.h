@@ -46,7 +46,7 @@ class RiffWaveFile {
   [[nodiscard]] NxFileHandle* Handle() { return &file_; }
 
  private:
-  NxErr ReadFormat(uint64_t offset, uint32_t bytes);
+  NxErr FindParts();
   NxErr WriteBuffered();
 
   NxFileHandle file_;
