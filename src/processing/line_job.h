@@ -3,6 +3,7 @@
 #include <cstdint>
 
 #include "processing/convert.h"
+#include "processing/fast_chain.h"
 #include "processing/pixel_format.h"
 
 // One prepared line conversion: everything that is the same for all lines of an image.
@@ -36,6 +37,7 @@ struct LineJob {
   LineShape shape;
   NxColorContext color;
   LineRoutine run = nullptr;  // picked once
+  FastChain chain;            // for the vector routines
 };
 
 // Prepares the conversion of lines of `srcWidth` pixels to lines of `dstWidth`, and picks the
