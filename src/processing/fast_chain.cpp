@@ -363,6 +363,15 @@ void RunOneStep(const LineJob& job, const uint8_t* src, uint8_t* dst) {
            static_cast<size_t>(shape.count));
 }
 
+// Asks for the bytes that the next block reads and that this one writes. The processor's own
+// prefetching loses the track while other steps work on blocks; without this, cold frames take up
+// to twice as long.
+void PrefetchBlocks(const uint8_t* next, size_t nextBytes, uint8_t* out, size_t outBytes) {
+  constexpr size_t kCacheLine = 64;
+  for (size_t i = 0; i < nextBytes; i += kCacheLine) __builtin_prefetch(next + i);
+  for (size_t i = 0; i < outBytes; i += kCacheLine) __builtin_prefetch(out + i, 1);
+}
+
 // Takes the line block by block through all steps, so that what lies between stays in the cache.
 void RunSteps(const LineJob& job, const uint8_t* src, uint8_t* dst) {
   alignas(64) uint8_t blocks[2][kBlockBytes];
@@ -375,11 +384,11 @@ void RunSteps(const LineJob& job, const uint8_t* src, uint8_t* dst) {
     const size_t from = static_cast<size_t>(shape.srcStart) + x;
     state.pixelsAfter = static_cast<size_t>(shape.srcWidth) - from - n;
     const uint8_t* in = src + OffsetOf(*job.src, from);
+    uint8_t* const target = dst + OffsetOf(*job.dst, static_cast<size_t>(shape.dstStart) + x);
+    PrefetchBlocks(in + OffsetOf(*job.src, n), OffsetOf(*job.src, n), target,
+                   OffsetOf(*job.dst, n));
     for (int i = 0; i < chain.count; ++i) {
-      uint8_t* out = blocks[i % 2];
-      if (i == chain.count - 1) {
-        out = dst + OffsetOf(*job.dst, static_cast<size_t>(shape.dstStart) + x);
-      }
+      uint8_t* out = i == chain.count - 1 ? target : blocks[i % 2];
       chain.steps[i].run(chain.steps[i].params, &state, in, out, n);
       in = out;
     }
