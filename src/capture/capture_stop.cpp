@@ -1,7 +1,9 @@
+#include <filesystem>
 #include <mutex>
 #include <utility>
 #include <vector>
 
+#include "base/file_io.h"
 #include "capture/capture_engine.h"
 #include "capture/capture_job.h"
 #include "media/media_file_base.h"
@@ -125,8 +127,12 @@ void CaptureEngine::CloseClip() {
   }
   if (empty) {
     DiscardFiles();
-  } else {
-    (void)file_->Close();
+    return;
+  }
+  (void)file_->Close();
+  // The file object sees to its own folder; the name of that folder lies in the one above.
+  if (!madeFolder_.empty()) {
+    (void)FolderSync(std::filesystem::path(madeFolder_).parent_path().string());
   }
 }
 

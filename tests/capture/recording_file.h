@@ -23,7 +23,7 @@ class RecordingFile : public NxMediaFileBase {
   };
   std::vector<Picture> pictures;
   std::vector<Sound> sounds;
-  std::vector<int32_t> checked;  // frames that CheckFrameWritten was asked for
+  std::vector<int32_t> checked;   // frames that CheckFrameWritten was asked for
   int failPictureFrom = 1 << 30;  // count of the first picture that fails
   int failPictureTo = 1 << 30;    // and of the first that works again
   int failError = 0;              // errno that it leaves
@@ -37,8 +37,7 @@ class RecordingFile : public NxMediaFileBase {
       return NxErrFailure;
     }
     const auto* pixels = static_cast<const uint8_t*>(request->imageBuffer);
-    const size_t bytes =
-        static_cast<size_t>(request->pitch) * static_cast<size_t>(request->height);
+    const size_t bytes = static_cast<size_t>(request->pitch) * static_cast<size_t>(request->height);
     pictures.push_back({{pixels, pixels + bytes},
                         request->timeCode,
                         pixels - static_cast<const uint8_t*>(request->headerBuffer)});
