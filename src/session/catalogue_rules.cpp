@@ -171,7 +171,8 @@ constexpr CatalogueRule kRules[] = {
   { SessionFamily::InputStatus, 0, 0, Ids({ 0, 1 }) },
 
   { SessionFamily::TimecodeInput, kUart, 0, Ids({ TimecodeRS422 }) },
-  { SessionFamily::TimecodeInput, kAnyInput, 0, Ids({ TimecodeLtc, TimecodeVitc1, TimecodeVitc2 }) },
+  { SessionFamily::TimecodeInput, kAnyInput, 0,
+    Ids({ TimecodeLtc, TimecodeVitc1, TimecodeVitc2 }) },
   { SessionFamily::TimecodeInput, kLtcPort, 0, Ids({ TimecodeExternal }) },
   { SessionFamily::TimecodeInput, 0, kUart | kAnyInput | kLtcPort, Ids({ TimecodeNone }) },
 
