@@ -122,6 +122,7 @@ bool CRQD5AudioOutput::Reset() {
   writeOffset_ = 0;
   wrapCount_ = 0;
   ringPosition_ = 0;
+  full_ = false;
   lastPosition_ = 0;
   playedPasses_ = 0;
   return muted;
@@ -169,18 +170,23 @@ bool CRQD5AudioOutput::Play(uint32_t mode) {
 }
 
 // Whether `bytes` fit between the write offset and the play position, and how they are split at
-// the ring's end. Equal positions count as an empty ring.
+// the ring's end. Equal positions are an empty ring, unless the last write filled it up to the play
+// position, which has not moved since: then there is no room at all.
 bool CRQD5AudioOutput::Room(uint32_t bytes, Parts* parts) {
-  uint32_t position = 0;
-  if (!ReadField(RegisterField::AudioPosition, &position)) return false;
+  if (!ReadField(RegisterField::AudioPosition, &parts->position)) return false;
+  const uint32_t position = parts->position;
+  if (position != writeOffset_) full_ = false;
+  if (full_) return false;
   const uint64_t end = uint64_t{writeOffset_} + bytes;
   if (end < ringSize_) {
-    *parts = {bytes, 0};
+    parts->first = bytes;
+    parts->second = 0;
     return position <= writeOffset_ || position >= end;
   }
   // Deliberate: a write that ends exactly at the ring's end goes here, with a second part of 0, and
   // the write offset then stands at the ring's size.
-  *parts = {ringSize_ - writeOffset_, static_cast<uint32_t>(end - ringSize_)};
+  parts->first = ringSize_ - writeOffset_;
+  parts->second = static_cast<uint32_t>(end - ringSize_);
   uint32_t muted = 1;
   if (!ReadField(RegisterField::AudioMute, &muted) || muted != 0) return false;
   return position <= writeOffset_ && position >= end - ringSize_;
@@ -206,6 +212,7 @@ bool CRQD5AudioOutput::Write(const void* samples, uint32_t bytes) {
     if (!WritePart(rest, 0, parts.second)) return false;
     writeOffset_ = parts.second;
   }
+  full_ = bytes != 0 && writeOffset_ == parts.position;
   ringPosition_ += bytes;
   if (ringPosition_ >= ringSize_) {
     ++wrapCount_;

@@ -82,8 +82,9 @@ class CRQD5AudioOutput : public CRQD5Card {
 
  private:
   struct Parts {
-    uint32_t first;
-    uint32_t second;
+    uint32_t position;  // where the ring plays
+    uint32_t first;     // bytes up to the ring's end
+    uint32_t second;    // bytes from its start
   };
   bool RequireOpen();
   bool Room(uint32_t bytes, Parts* parts);
@@ -97,8 +98,9 @@ class CRQD5AudioOutput : public CRQD5Card {
   uint32_t levelIndex_ = 0;
   bool running_ = false;
   uint32_t wrapCount_ = 0;     // whole passes of the ring written
-  uint32_t ringPosition_ = 0;  // bytes written since the last whole pass
+  uint32_t ringPosition_ = 0;  // bytes of the pass that is being written
   uint32_t ringSize_ = kAudioRingBytes;
+  bool full_ = false;  // the last write ended at the play position of its test
 
   uint32_t lastPosition_ = 0;  // play position at the last reading
   uint32_t playedPasses_ = 0;  // whole passes of the ring played

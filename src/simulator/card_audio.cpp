@@ -69,10 +69,20 @@ uint64_t SimulatedCard::AudioClock(int64_t nowNs) const {
   return samples / rate * 10000000 + samples % rate * 10000000 / rate;
 }
 
+// The driver owns the mute bit here: it opens when the ring runs and closes when it stops.
+void SimulatedCard::SetAudioMode(uint32_t mode) {
+  audioMode_ = mode;
+  if (mode == 0) registers_[24] &= ~kMute;
+  if (mode == 2) registers_[24] |= kMute;
+  if (mode == 3) audioArmFired_ = false;
+  UpdateAudio(mode == 0);
+}
+
 void SimulatedCard::FirstFrameShown() {
   if (audioMode_ != 3 || audioArmFired_) return;
   audioArmFired_ = true;
-  UpdateAudio(false);
+  registers_[24] &= ~kMute;
+  UpdateAudio(true);
 }
 
 bool SimulatedCard::SoundIsWanted() const {

@@ -150,9 +150,7 @@ void SimulatedCard::Written(uint32_t number, uint32_t before, uint32_t mask) {
       uart_.WriteControl(value);
       break;
     case 10003:
-      audioMode_ = value;
-      if (value == 3) audioArmFired_ = false;
-      UpdateAudio(false);
+      SetAudioMode(value);
       break;
     case 10050:
       DownloadBitfile(value);

@@ -177,6 +177,7 @@ class SimulatedCard {
   uint64_t AudioClock(int64_t nowNs) const;
   void DrainSound(int64_t nowNs);
   bool SoundIsWanted() const;
+  void SetAudioMode(uint32_t mode);
   void FirstFrameShown();
 
   // card_advance.cpp

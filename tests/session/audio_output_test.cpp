@@ -258,12 +258,22 @@ TEST(AudioRing, WrappingWriteWaitsForThePlayPosition) {
   EXPECT_TRUE(larch.audio.Write(larch.samples.data(), kBytes));
   EXPECT_EQ(larch.audio.GetWriteOffset(), 31808u);
   EXPECT_EQ(larch.audio.GetWrapCount(), 1u);
-  // The write offset has caught up with the play position: read as an empty ring.
-  EXPECT_TRUE(larch.audio.CanWrite(kBytes));
+  // The write offset has caught up with the play position, and nothing has played since.
+  EXPECT_FALSE(larch.audio.CanWrite(kBytes));
+  EXPECT_FALSE(larch.audio.Write(larch.samples.data(), 32));
   larch.RunAt(31840);
   EXPECT_FALSE(larch.audio.CanWrite(kBytes));
   larch.RunAt(31808 + kBytes);
   EXPECT_TRUE(larch.audio.CanWrite(kBytes));
+}
+
+TEST(AudioRing, EqualPositionsAreAnEmptyRingOtherwise) {
+  OpenedAudio larch(BoardLarch);
+  ASSERT_TRUE(larch.audio.Start(8));
+  EXPECT_TRUE(larch.audio.CanWrite(51264));
+  ASSERT_TRUE(larch.audio.Write(larch.samples.data(), 51264));
+  larch.RunAt(51264);  // all of it has been played
+  EXPECT_TRUE(larch.audio.CanWrite(51264));
 }
 
 TEST(AudioRing, WriteThatEndsAtTheRingsEndTakesTheWrapBranch) {

@@ -7,8 +7,8 @@
 
 #include "base/byte_order.h"
 #include "base/clock.h"
-#include "device/boards.h"
 #include "device/board_scan.h"
+#include "device/boards.h"
 #include "session/audio_output.h"
 #include "session/card2.h"
 #include "session/catalogue_table.h"
@@ -148,10 +148,13 @@ TEST(SessionOnCard, AppliesItsConfiguration) {
   EXPECT_EQ(format, 17u);
 }
 
-// --- Sound ----------------------------------------------------------------------------------------
+// --- Sound
+// ----------------------------------------------------------------------------------------
 
 // What goes out on channel `c` at sample `s`: every sample of every channel is another one.
-int32_t Ramp(uint64_t s, uint32_t c) { return static_cast<int32_t>((s * 16 + c) << 8); }
+int32_t Ramp(uint64_t s, uint32_t c) {
+  return static_cast<int32_t>((s * 16 + c) << 8);
+}
 
 struct SoundCase {
   const char* name;
@@ -248,14 +251,13 @@ TEST_P(Sound, CountsAnHourWithoutASlip) {
   EXPECT_EQ(board_->audio.GetFramesPlayed(30000, 1001), 107892u);
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Boards, Sound,
-    testing::Values(SoundCase{"LarchSix", BoardLarch, 6, 6, 48000},
-                    SoundCase{"LarchEight", BoardLarch, 8, 8, 48000},
-                    SoundCase{"ElmSixAt96", BoardElm, 6, 6, 96000},
-                    SoundCase{"ElmSixteen", BoardElm, 8, 16, 48000},
-                    SoundCase{"ElmSixteenAt96", BoardElm, 16, 16, 96000}),
-    [](const auto& param) { return param.param.name; });
+INSTANTIATE_TEST_SUITE_P(Boards, Sound,
+                         testing::Values(SoundCase{"LarchSix", BoardLarch, 6, 6, 48000},
+                                         SoundCase{"LarchEight", BoardLarch, 8, 8, 48000},
+                                         SoundCase{"ElmSixAt96", BoardElm, 6, 6, 96000},
+                                         SoundCase{"ElmSixteen", BoardElm, 8, 16, 48000},
+                                         SoundCase{"ElmSixteenAt96", BoardElm, 16, 16, 96000}),
+                         [](const auto& param) { return param.param.name; });
 
 TEST(SoundOnCard, TheFullRingOpensAfterItsFirstMilliseconds) {
   ManualClock clock;
