@@ -17,8 +17,8 @@ SimulatedMachine::~SimulatedMachine() {
   if (InstalledDriverPort() == driver_.get()) InstallDriverPort(nullptr);
 }
 
-std::unique_ptr<SimulatedMachine> SimulatedMachine::Load(const std::string& path,
-                                                         std::string* error) {
+bool SimulatedMachine::Describe(const std::string& path, MachineDescription* machine,
+                                std::string* error) {
   std::string file = path;
   const char* variable = std::getenv("MORVANE_MACHINE");
   if (file.empty() && variable != nullptr) file = variable;
@@ -26,8 +26,15 @@ std::unique_ptr<SimulatedMachine> SimulatedMachine::Load(const std::string& path
     const std::string usual = JoinPath(ConfigFolder(), "machine.toml");
     if (access(usual.c_str(), F_OK) == 0) file = usual;
   }
-  MachineDescription machine = BuiltInMachine();
-  if (!file.empty() && !LoadMachineDescription(file, &machine, error)) return nullptr;
+  if (!file.empty()) return LoadMachineDescription(file, machine, error);
+  *machine = BuiltInMachine();
+  return true;
+}
+
+std::unique_ptr<SimulatedMachine> SimulatedMachine::Load(const std::string& path,
+                                                         std::string* error) {
+  MachineDescription machine;
+  if (!Describe(path, &machine, error)) return nullptr;
   return std::make_unique<SimulatedMachine>(machine);
 }
 

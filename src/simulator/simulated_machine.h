@@ -31,6 +31,10 @@ class SimulatedMachine {
   [[nodiscard]] static std::unique_ptr<SimulatedMachine> Load(const std::string& path,
                                                               std::string* error);
 
+  // Only reads and checks the description that Load() would build. Returns: false with the line.
+  [[nodiscard]] static bool Describe(const std::string& path, MachineDescription* machine,
+                                     std::string* error);
+
   // Makes this machine's driver the driver port of the process.
   // Threads: main thread, before any card is opened.
   void Install();

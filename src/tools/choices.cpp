@@ -1,0 +1,111 @@
+#include "tools/choices.h"
+
+#include <charconv>
+
+#include "media/media_factory.h"
+
+namespace morvane::tools {
+namespace {
+
+constexpr struct {
+  const char* name;
+  NxFileType type;
+} kClipTypes[] = {{"mov", NxFileTypeMOV}, {"avi", NxFileTypeAVI}, {"dpx", NxFileTypeDPX},
+                  {"cin", NxFileTypeCIN}, {"tga", NxFileTypeTGA}, {"bmp", NxFileTypeBMP},
+                  {"tif", NxFileTypeTIF}, {"yuv", NxFileTypeYUV}};
+
+bool ParseNumber(const std::string& text, int32_t* value) {
+  const char* end = text.data() + text.size();
+  const auto [stop, error] = std::from_chars(text.data(), end, *value);
+  return error == std::errc() && stop == end && *value >= 0;
+}
+
+}  // namespace
+
+std::vector<std::string> ClipTypeNames() {
+  std::vector<std::string> names;
+  for (const auto& row : kClipTypes) {
+    if (MediaFilePtr(CreateMediaFile(row.type)) != nullptr) names.emplace_back(row.name);
+  }
+  return names;
+}
+
+NxFileType ClipTypeFromName(const std::string& name) {
+  for (const auto& row : kClipTypes) {
+    if (name == row.name) return row.type;
+  }
+  return NxFileTypeNone;
+}
+
+bool ParseFourCC(const std::string& text, FourCCCode* code) {
+  if (text.size() != 4) return false;
+  *code = 0;
+  for (size_t i = 0; i < 4; ++i) {
+    *code |= static_cast<uint32_t>(static_cast<uint8_t>(text[i])) << (8 * i);
+  }
+  return true;
+}
+
+bool ParseRange(const std::string& text, int32_t* first, int32_t* last) {
+  const size_t dash = text.find('-');
+  if (dash == std::string::npos) {
+    if (!ParseNumber(text, first)) return false;
+    *last = *first;
+    return true;
+  }
+  return ParseNumber(text.substr(0, dash), first) && ParseNumber(text.substr(dash + 1), last) &&
+         *first <= *last;
+}
+
+bool ParseAudioChoice(const std::string& text, AudioChoice* choice) {
+  *choice = AudioChoice();
+  if (text == "none") {
+    choice->none = true;
+    return true;
+  }
+  std::string format = text;
+  if (text.size() == 6 && text.substr(4) == ":2") {
+    choice->channelsPerFile = 2;
+    format = text.substr(0, 4);
+  }
+  if (format != "16au" && format != "24au" && format != "32au" && format != "32af") return false;
+  return ParseFourCC(format, &choice->fourcc);
+}
+
+int32_t FindImageFormat(NxFileType type, FourCCCode fourcc) {
+  const MediaFilePtr file(CreateMediaFile(type));
+  if (file == nullptr) return -1;
+  for (int32_t i = 0; i < file->GetNumImageWriteFormats(); ++i) {
+    NxImageWriteFormatDescription row = {};
+    if (file->GetImageWriteFormatDescription(i, &row) == NxErrSuccess && row.fourcc == fourcc) {
+      return i;
+    }
+  }
+  return -1;
+}
+
+std::string ImageFormatList(NxFileType type) {
+  const MediaFilePtr file(CreateMediaFile(type));
+  std::string list;
+  for (int32_t i = 0; file != nullptr && i < file->GetNumImageWriteFormats(); ++i) {
+    NxImageWriteFormatDescription row = {};
+    if (file->GetImageWriteFormatDescription(i, &row) != NxErrSuccess) continue;
+    const std::string quoted = "\"" + FourCCText(row.fourcc) + "\"";
+    if (list.find(quoted) != std::string::npos) continue;  // one layout in both row orders
+    list += (list.empty() ? "" : ", ") + quoted;
+  }
+  return list;
+}
+
+int32_t FindAudioFormat(NxFileType type, const AudioChoice& choice) {
+  const MediaFilePtr file(CreateMediaFile(type));
+  if (file == nullptr) return -1;
+  for (int32_t i = 0; i < file->GetNumAudioWriteFormats() / 2; ++i) {
+    NxAudioWriteFormatDescription row = {};
+    if (file->GetAudioWriteFormatDescription(i, &row) != NxErrSuccess) continue;
+    if (row.fourcc == choice.fourcc && row.channelsPerFile == choice.channelsPerFile) return i;
+  }
+  return -1;
+}
+
+}  // namespace morvane::tools

@@ -1,0 +1,40 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "base/fourcc.h"
+#include "media/media_records.h"
+
+namespace morvane::tools {
+
+// How files and formats are typed on the command line.
+
+// Names of the clip types that can be written, in the order of their file types.
+[[nodiscard]] std::vector<std::string> ClipTypeNames();
+// File type of a name; NxFileTypeNone for anything else.
+[[nodiscard]] NxFileType ClipTypeFromName(const std::string& name);
+
+// Reads a FourCC as it is typed: four characters, blanks kept. Returns: false for other lengths.
+[[nodiscard]] bool ParseFourCC(const std::string& text, FourCCCode* code);
+
+// Reads "A-B" (both ends included) or one number. Returns: false for anything else or B below A.
+[[nodiscard]] bool ParseRange(const std::string& text, int32_t* first, int32_t* last);
+
+// An audio choice: 16au, 24au, 32au, 32af, with ":2" behind it for stereo files, or "none".
+struct AudioChoice {
+  bool none = false;
+  FourCCCode fourcc = 0;
+  int32_t channelsPerFile = 1;
+};
+[[nodiscard]] bool ParseAudioChoice(const std::string& text, AudioChoice* choice);
+
+// Index of the image format `fourcc` in what file type `type` can write; -1 if it is not offered.
+[[nodiscard]] int32_t FindImageFormat(NxFileType type, FourCCCode fourcc);
+// The codes it offers, quoted and separated by commas, for a diagnostic.
+[[nodiscard]] std::string ImageFormatList(NxFileType type);
+// Index of an audio format in the 48 kHz half of the type's list; -1 if it is not offered.
+[[nodiscard]] int32_t FindAudioFormat(NxFileType type, const AudioChoice& choice);
+
+}  // namespace morvane::tools

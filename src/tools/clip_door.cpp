@@ -1,0 +1,59 @@
+#include "tools/clip_door.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <filesystem>
+
+namespace morvane::tools {
+namespace {
+
+bool IsSoundFile(const std::string& path) {
+  std::string extension = std::filesystem::path(path).extension().string();
+  std::transform(extension.begin(), extension.end(), extension.begin(),
+                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+  return extension == ".wav";
+}
+
+bool HasSound(const NxMediaFileInfo& info) {
+  return info.audio.fileCount > 0;
+}
+
+}  // namespace
+
+std::vector<std::string> SoundFolders(const std::string& path, const std::string& audioDir) {
+  namespace fs = std::filesystem;
+  std::vector<std::string> folders;
+  if (!audioDir.empty()) folders.push_back(audioDir);
+  folders.push_back(fs::absolute(fs::path(path)).parent_path().parent_path().string());
+  return folders;
+}
+
+NxErr OpenClipWithSound(const std::string& path, const std::string& audioDir, OpenClip* clip) {
+  if (IsSoundFile(path)) return OpenMediaSound(path, false, &clip->info, &clip->file);
+  NxErr result = NxErrFailure;
+  for (const std::string& sound : SoundFolders(path, audioDir)) {
+    if (clip->file != nullptr) clip->file->Close();
+    clip->file.reset();
+    result = OpenMediaClip(path, true, sound, 0, false, &clip->info, &clip->file);
+    if (result != NxErrSuccess || HasSound(clip->info)) return result;
+  }
+  return result;
+}
+
+std::string OpenClipWords(const std::string& path, NxErr result) {
+  char text[kNxErrTextBytes] = {};
+  NxErrText(result, text);
+  return std::string(text) + " " + path +
+         (std::filesystem::exists(path) ? " is no clip that this program reads."
+                                        : " does not exist.");
+}
+
+std::string TimecodeWordText(uint32_t word, bool dropFrame) {
+  const char separator = dropFrame ? ';' : ':';
+  char text[16];
+  std::snprintf(text, sizeof text, "%02X%c%02X%c%02X%c%02X", word & 0xFF, separator,
+                word >> 8 & 0xFF, separator, word >> 16 & 0xFF, separator, word >> 24 & 0x3F);
+  return text;
+}
+
+}  // namespace morvane::tools

@@ -1,0 +1,32 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "media/media_factory.h"
+#include "tools/command.h"
+
+namespace morvane::tools {
+
+// A clip on disk, opened for reading.
+struct OpenClip {
+  MediaFilePtr file;
+  NxMediaFileInfo info = {};
+};
+
+// Opens `path` with the sound that belongs to it: beside the pictures, then in `audioDir`, then one
+// folder up. A sound file alone opens too.
+// Returns: 0, or the code of the class.
+[[nodiscard]] NxErr OpenClipWithSound(const std::string& path, const std::string& audioDir,
+                                      OpenClip* clip);
+// The folders in which the sound of clip `path` is looked for beside its pictures' own, in order:
+// `audioDir` where told, then one folder up.
+[[nodiscard]] std::vector<std::string> SoundFolders(const std::string& path,
+                                                    const std::string& audioDir);
+// Words for a clip that would not open: what, where, what to do.
+[[nodiscard]] std::string OpenClipWords(const std::string& path, NxErr result);
+
+// Text of a packed timecode word, ";" for drop frame.
+[[nodiscard]] std::string TimecodeWordText(uint32_t word, bool dropFrame);
+
+}  // namespace morvane::tools

@@ -1,0 +1,34 @@
+#include "tools/stop_signal.h"
+
+#include <signal.h>
+#include <unistd.h>
+
+#include <atomic>
+
+namespace morvane::tools {
+namespace {
+
+std::atomic<int> g_signals{0};
+static_assert(std::atomic<int>::is_always_lock_free, "used in a signal handler");
+
+void OnSignal(int number) {
+  if (g_signals.fetch_add(1) >= 1) _exit(128 + number);
+}
+
+}  // namespace
+
+void InstallStopSignals() {
+  struct sigaction action = {};
+  action.sa_handler = OnSignal;
+  sigemptyset(&action.sa_mask);
+  action.sa_flags = SA_RESTART;
+  sigaction(SIGINT, &action, nullptr);
+  sigaction(SIGTERM, &action, nullptr);
+  signal(SIGPIPE, SIG_IGN);
+}
+
+bool StopAsked() {
+  return g_signals.load() > 0;
+}
+
+}  // namespace morvane::tools

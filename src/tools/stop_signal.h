@@ -1,0 +1,11 @@
+#pragma once
+
+namespace morvane::tools {
+
+// From here on SIGINT and SIGTERM ask the running job to stop, as its stop button would; a second
+// one ends the process at once. Files are then as a killed process leaves them.
+void InstallStopSignals();
+// True once a stop was asked for. Threads: any.
+[[nodiscard]] bool StopAsked();
+
+}  // namespace morvane::tools
