@@ -32,6 +32,9 @@ class GuardedBuffer {
   GuardedBuffer(const GuardedBuffer&) = delete;
   GuardedBuffer& operator=(const GuardedBuffer&) = delete;
 
+  void Refill() const {
+    if (innerBytes_ > 0) std::memset(inner_, kFiller, innerBytes_);
+  }
   [[nodiscard]] uint8_t* Data() const { return data_; }
   [[nodiscard]] size_t Bytes() const { return bytes_; }
   // True while the part of the pages that is not ours still holds the filler.
