@@ -140,6 +140,10 @@ class Reader {
       machine.rate = *rate;
     }
     machine.trace = OutputPath(&table, "trace");
+    std::string error;
+    if (!machine.trace.empty() && !OutputLog::CanWriteTrace(machine.trace, &error)) {
+      Refuse(*root.get("trace"), "trace", error);
+    }
     const toml::node* cards = table.Find("card");
     if (cards == nullptr) {
       throw Refusal{1, "card", "there is no [[card]] in this machine"};

@@ -4,9 +4,11 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cinttypes>
 #include <cstdio>
 #include <cstring>
+#include <initializer_list>
 
 namespace morvane {
 namespace {
@@ -14,27 +16,26 @@ namespace {
 constexpr char kHeader[] =
     "boundary,seconds,channel,kind,slot,md5,width,height,pitch,fourcc,flip,rp188,user,audio\n";
 
-// Only a log of ours, or an empty file, may be replaced.
-bool IsLogOrEmpty(const std::string& path) {
+// True for an empty file, and for one that begins with any of `starts`.
+bool BeginsWith(const std::string& path, std::initializer_list<const char*> starts) {
   const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC);
   if (file < 0) return false;
-  char start[sizeof kHeader] = {};
-  const ssize_t got = read(file, start, sizeof kHeader - 1);
+  char text[sizeof kHeader] = {};
+  const ssize_t got = read(file, text, sizeof kHeader - 1);
   close(file);
-  return got == 0 || std::strcmp(start, kHeader) == 0;
+  if (got == 0) return true;
+  return std::any_of(starts.begin(), starts.end(), [&](const char* start) {
+    return std::strncmp(text, start, std::strlen(start)) == 0;
+  });
 }
 
-}  // namespace
-
-OutputLog::~OutputLog() {
-  if (file_ >= 0) close(file_);
-}
-
-bool OutputLog::CanWrite(const std::string& path, std::string* error) {
+// Only what a run like this one has written may be replaced.
+bool CanReplace(const std::string& path, const char* what,
+                std::initializer_list<const char*> starts, std::string* error) {
   struct stat facts = {};
   if (stat(path.c_str(), &facts) == 0) {
-    if (S_ISREG(facts.st_mode) && !IsLogOrEmpty(path)) {
-      *error = "\"" + path + "\" exists and is no output log; it is not replaced";
+    if (S_ISREG(facts.st_mode) && !BeginsWith(path, starts)) {
+      *error = "\"" + path + "\" exists and is no " + what + "; it is not replaced";
       return false;
     }
     if (access(path.c_str(), W_OK) == 0 && !S_ISDIR(facts.st_mode)) return true;
@@ -48,6 +49,20 @@ bool OutputLog::CanWrite(const std::string& path, std::string* error) {
     return false;
   }
   return true;
+}
+
+}  // namespace
+
+OutputLog::~OutputLog() {
+  if (file_ >= 0) close(file_);
+}
+
+bool OutputLog::CanWrite(const std::string& path, std::string* error) {
+  return CanReplace(path, "output log", {kHeader}, error);
+}
+
+bool OutputLog::CanWriteTrace(const std::string& path, std::string* error) {
+  return CanReplace(path, "trace of requests", {"get ", "set "}, error);
 }
 
 void OutputLog::Write(const Line& line) {

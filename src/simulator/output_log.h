@@ -37,6 +37,8 @@ class OutputLog {
   // Looks whether a log could be written to `path`.
   // Returns: false with a sentence in `error`.
   [[nodiscard]] static bool CanWrite(const std::string& path, std::string* error);
+  // The same for a trace of requests, whose lines begin with "get " or "set ".
+  [[nodiscard]] static bool CanWriteTrace(const std::string& path, std::string* error);
 
  private:
   std::string path_;

@@ -393,7 +393,10 @@ void SimulatedDriver::Trace(const Call& call, bool done) {
                           : call.out == nullptr ? ""
                                                 : Hex(call.out, call.outBytes);
   const std::lock_guard<std::mutex> lock(traceMutex_);
-  if (trace_ == nullptr) trace_ = std::fopen(tracePath_.c_str(), "w");
+  std::string ignored;
+  if (trace_ == nullptr && OutputLog::CanWriteTrace(tracePath_, &ignored)) {
+    trace_ = std::fopen(tracePath_.c_str(), "w");
+  }
   if (trace_ == nullptr) return;
   std::fprintf(trace_, "%s %u %zu %s -> %s\n", call.IsSet() ? "set" : "get", call.header.number,
                call.inBytes, call.inHex.c_str(), out.c_str());
