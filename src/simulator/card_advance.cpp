@@ -8,6 +8,7 @@ namespace morvane {
 namespace {
 
 constexpr uint32_t kOutputFrameRegisters[] = {2, 6, 289, 290};
+constexpr uint32_t kControlRegisters[] = {1, 5, 257, 260};
 constexpr int64_t kNever = std::numeric_limits<int64_t>::max();
 constexpr uint32_t kLoopChannels = 16;
 
@@ -258,10 +259,13 @@ LoopedFrame SimulatedCard::OutputNow(uint32_t number) {
   const FrameLayout layout = LayoutOf(ChannelFormat(channel));
   const size_t stride = Stride();
   if (layout.Bytes() == 0 || stride == 0 || frame >= FrameCountNow()) return {};
-  if (!output->still || output->stillFrame != frame ||
+  if (!output->still || output->stillFrame != frame || output->stillLayout != layout ||
       output->stillGeneration != memoryGeneration_) {
+    constexpr uint32_t kBottomUp = 0x1000;
+    const bool flip = (registers_[kControlRegisters[number - 1]] & kBottomUp) != 0;
     output->still = PictureOfFrame(layout, memory_.Data() + frame * stride,
-                                   std::min(layout.Bytes(), stride), false);
+                                   std::min(layout.Bytes(), stride), flip);
+    output->stillLayout = layout;
     output->stillFrame = frame;
     output->stillGeneration = memoryGeneration_;
   }

@@ -130,6 +130,7 @@ class SimulatedCard {
     std::vector<int32_t> sound;          // to be recorded; by AudioChannels(1)
     PictureRef still;                    // idle picture of `stillFrame`, for loops
     uint32_t stillFrame = kACNoFrame;
+    FrameLayout stillLayout;
     uint64_t stillGeneration = 0;
   };
   struct Subscription {
