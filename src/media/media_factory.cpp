@@ -4,6 +4,7 @@
 #include <new>
 
 #include "media/data_vyr.h"
+#include "media/dpx.h"
 #include "media/media_wav.h"
 #include "media/media_yuv.h"
 #include "media/seq_names.h"
@@ -29,6 +30,8 @@ std::string ExtensionOf(const std::string& path) {
 
 NxMediaFileBase* CreateMediaFile(NxFileType type) {
   switch (type) {
+    case NxFileTypeDPX:
+      return new (std::nothrow) NxMediaDPX;
     case NxFileTypeYUV:
       return new (std::nothrow) NxMediaYUV;
     default:

@@ -101,7 +101,8 @@ NxErr NxMediaSeq::LoadFrame(NxFileHandle* handle, uint8_t* frame, bool* good) {
   if (result != NxErrSuccess) return result;
   FrameSource source(handle, frame, done);
   *good = FrameIsGood(&source);
-  return NxErrSuccess;
+  // A clip may mix stored frames with others.
+  return *good && !PixelsAreStored() ? ReadUnpacked(&source, *readInfo_, frame) : NxErrSuccess;
 }
 
 NxErr NxMediaSeq::ReadWhole(NxFileHandle* handle, NxImageReadRequest* request) {
@@ -173,12 +174,12 @@ NxErr NxMediaSeq::ReadRectangle(NxFileHandle* handle, NxImageReadRequest* reques
   int64_t length = (info.linePitch * lines + kSectorBytes - 1) / kSectorBytes * kSectorBytes;
   if (rest != 0) length += 2 * kSectorBytes;
   const bool wholeLines = width == info.width && pitch == info.linePitch && !flip;
-  const bool inPlace = wholeLines && PixelsAreStored() && length <= request->bufferBytes;
 
   auto* to = static_cast<uint8_t*>(request->buffer);
   const uint8_t* from = nullptr;
   FrameSource source(handle);
   if (!FrameIsGood(&source)) return Blacken(request);
+  const bool inPlace = wholeLines && PixelsAreStored() && length <= request->bufferBytes;
   if (PixelsAreStored()) {
     uint8_t* lineBytes =
         inPlace ? to
