@@ -166,7 +166,8 @@ bool CRQD5Card2::SetOutputOffset(uint32_t offset) {
 
 bool CRQD5Card2::SetTimingOffsets(int32_t horizontal, int32_t vertical) {
   if (!RequireOpen()) return false;
-  const bool good = SetOutputTimingHorizontal(horizontal) & SetOutputTimingVertical(vertical);
+  bool good = SetOutputTimingHorizontal(horizontal);
+  good &= SetOutputTimingVertical(vertical);
   if (!good) return false;
   horizontalOffset_ = horizontal;
   verticalOffset_ = vertical;
@@ -228,7 +229,8 @@ bool CRQD5Card2::SetupForIdle() {
     good &= WriteField(RegisterField::MixerControl, 65536, 2);
     good &= WriteField(RegisterField::Channel2Link, 1);
   }
-  return good & SetupForCapture();
+  good &= SetupForCapture();
+  return good;
 }
 
 bool CRQD5Card2::SetChannelFormat(uint32_t frameBufferFormat) {

@@ -261,8 +261,9 @@ bool CRQD5Card2::ApplyAudioInput() {
   const uint32_t id = SelectionOf(SessionFamily::AudioInput).id;
   if (id == AudioNone) return true;
   const uint32_t row = id < AudioAesFirst ? id : static_cast<uint32_t>(AudioAesFirst);
-  const bool good = WriteField(RegisterField::AudioInputSelect, kAudioSelect[row][0]);
-  return good & WriteField(RegisterField::AudioInputSelectExtended, kAudioSelect[row][1]);
+  bool good = WriteField(RegisterField::AudioInputSelect, kAudioSelect[row][0]);
+  good &= WriteField(RegisterField::AudioInputSelectExtended, kAudioSelect[row][1]);
+  return good;
 }
 
 bool CRQD5Card2::SetAudioLevel(uint32_t index) {
