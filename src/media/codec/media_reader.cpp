@@ -12,6 +12,9 @@ namespace {
 using codec::InputHandle;
 using codec::PacketHandle;
 
+// Sound that is coded in blocks may end this much before or after the duration that is told.
+constexpr int64_t kEndTolerance = AV_TIME_BASE / 5;
+
 std::string CutShort(const std::string& path) {
   return "\"" + path + "\" is cut short: it does not hold all that its index promises";
 }
@@ -34,6 +37,8 @@ bool IndexIsWithin(AVFormatContext* input) {
 // Reads from near the end: the last packets must reach what the file tells of its duration.
 bool EndIsThere(AVFormatContext* input) {
   if (input->duration == AV_NOPTS_VALUE || input->duration <= 0) return true;
+  // A duration that was guessed from the size of the file tells nothing of what is missing.
+  if (input->duration_estimation_method == AVFMT_DURATION_FROM_BITRATE) return true;
   const int64_t start = input->start_time != AV_NOPTS_VALUE ? input->start_time : 0;
   const int64_t wanted = start + input->duration;
   av_seek_frame(input, -1, std::max(start, wanted - 2 * AV_TIME_BASE), AVSEEK_FLAG_BACKWARD);
@@ -51,7 +56,7 @@ bool EndIsThere(AVFormatContext* input) {
     }
     av_packet_unref(packet.get());
   }
-  return code == AVERROR_EOF && !damaged && last + AV_TIME_BASE / 2 >= wanted;
+  return code == AVERROR_EOF && !damaged && last + kEndTolerance >= wanted;
 }
 
 }  // namespace
