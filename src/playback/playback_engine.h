@@ -5,10 +5,13 @@
 #include <string>
 
 #include "base/nx_err.h"
+#include "base/page_memory.h"
 #include "base/shared_word.h"
 #include "base/system.h"
 #include "media/media_records.h"
 #include "playback/playback_settings.h"
+#include "playback/playback_sound.h"
+#include "playback/read_format.h"
 #include "playback/timeline.h"
 
 namespace morvane {
@@ -19,7 +22,6 @@ class NxMediaFileBase;
 class PictureSink;
 struct NxColorTables;
 struct PlaybackJob;
-struct PlaybackSound;
 struct RQD5BoardInfo;
 
 // Whether an engine keeps its settings: a tool whose options hold for one run does not.
@@ -75,16 +77,17 @@ class PlaybackEngine {
   [[nodiscard]] CRQD5Card2& Session() { return *session_; }
   [[nodiscard]] const PlaybackSettings& Settings() const { return settings_; }
 
-  // --- Media. Each refuses with -2 during a play or when not open; each redoes the frame plan
-  // ----- Opens the clip at `path` (UTF-8) in place of the one before. Sound that the clip brings,
-  // or that lies beside it or in `audioFolder` (empty: the settings' audio directory), fills the
-  // tracks from the first on. Returns: 0; what the media layer says (100005 cannot be read, 100000
-  // format), and then no clip is open.
+  // --- Media. Each refuses with -2 during a play or when not open; each redoes the plan ---------
+
+  // Opens the clip at `path` (UTF-8) in place of the one before. Sound that the clip brings, or
+  // that lies beside it or in `audioFolder` (empty: the settings' audio directory), fills the
+  // tracks from the first on; a sound file may itself be the clip. Returns: 0; what the media layer
+  // says (100005 cannot be read, 100000 format), and then the clip before stays open.
   NxErr OpenClip(const std::string& path, const std::string& audioFolder = {});
   NxErr CloseClip();  // its tracks too; position 0
   [[nodiscard]] bool HasClip() const { return clip_ != nullptr; }
-  // What the clip says of itself: raster (width, height), rate (timeScale / timeRate, 0 where the
-  // clip does not know), frameCount, sound. Needs an open clip; the last one's otherwise.
+  // What the clip says of itself: raster (width, height), rate (timeScale / timeRate, 0 or -1 where
+  // the clip does not know), frameCount, sound. All zero without a clip.
   [[nodiscard]] const NxMediaFileInfo& ClipInfo() const { return clipInfo_; }
   // Puts channel `sourceTrack` (from 0, over all files of a set) of the sound file at `path` onto
   // `track`, 0 to 15. Returns: 0; -2 no such track; what the media layer says.
@@ -93,8 +96,8 @@ class PlaybackEngine {
   [[nodiscard]] int32_t GetAudioSlip(int32_t track) const;  // frames; 0 beyond the tracks
   NxErr SetAudioSlip(int32_t track, int32_t frames);        // within the track's length
 
-  // --- Choices. Each refuses with -2 during a play or when not open
-  // -------------------------------
+  // --- Choices. Each refuses with -2 during a play or when not open -----------------------------
+
   NxErr SetRangeType(uint32_t type);  // PlayRange; above 1: sets 0 and returns -2
   NxErr SetLoopType(uint32_t type);   // PlayLoop; above 2: sets 0 and returns -2
   NxErr SetInPoint(int32_t frame);    // -2 outside the timeline or after the out point
@@ -117,24 +120,26 @@ class PlaybackEngine {
     tables10_ = tenBit;
   }
 
-  // --- A play
-  // ------------------------------------------------------------------------------------- Starts to
-  // play at `speed` (source frames per frame of output; negative is backwards) from Position(), or
-  // from the near bound of the range when that lies at its end. A play that runs is stopped first.
-  // `sink` may be null; it must outlive the play. `mode` 0 is a plain play; 1, print to tape, needs
-  // a tape machine, which this engine does not drive yet: -2. Returns: 0, also when there was
-  // nothing to do (not active, engine busy, an empty timeline, no media): ask IsPlaying(); 200003
-  // memory; 200001 AutoCirculate; -2 no thread. On failure the card is idle again.
+  // --- A play -----------------------------------------------------------------------------------
+
+  // Starts to play at `speed` (source frames per frame of output; negative is backwards) from
+  // Position(), or from the near bound of the range when that lies at its far end. A play that runs
+  // is stopped first. `sink` may be null; it must outlive the play. `mode` 0 is a plain play; 1,
+  // print to tape, needs a tape machine, which this engine does not drive yet: -2.
+  // Returns: 0, also when there was nothing to do (not active, engine busy, an empty timeline, no
+  // media): ask IsPlaying(); 200003 memory; 200001 AutoCirculate; -2 no thread, or a speed that is
+  // 0 or no number. On failure the card is idle again.
   NxErr Play(double speed, PictureSink* sink, int32_t mode = 0);
   // Ends a play. With `still` the last picture stays on the output, otherwise the idle output comes
   // back; that is all it does, with -2, when nothing plays. Safe to repeat.
   NxErr Stop(bool still);
 
-  // --- What a play tells. Any thread, but not while Play() or Stop() run
-  // ---------------------------
+  // --- What a play tells. Any thread, but not while Play() or Stop() run ------------------------
+
   [[nodiscard]] bool IsPlaying() const { return playing_.Get() != 0; }  // until Stop()
   [[nodiscard]] bool IsCirculating() const;  // frames (or, without video, sound) leave the card
-  // True once reader, transfer and audio thread have left by themselves.
+  // True once reader, transfer and audio thread have left by themselves: at the end, or because the
+  // card would not start (GetPlayError()).
   [[nodiscard]] bool HasEnded() const;
   [[nodiscard]] double Speed() const { return speed_.Get(); }  // 0 when nothing plays
   // The frame on the output (without pictures: the frame of the sound); becomes Position().
@@ -150,38 +155,46 @@ class PlaybackEngine {
   // Distinct timeline frames that became active on the card in the last play; without video, those
   // whose sound has left.
   [[nodiscard]] int32_t FramesPlayed() const;
+  // Frames of the clip that could not be read and went out black.
+  [[nodiscard]] int32_t FramesLost() const;
+  // 200002 when the card refused to circulate, else 0.
+  [[nodiscard]] NxErr GetPlayError() const;
   // The card's count of boundaries without a new frame, while there were frames left to read.
   [[nodiscard]] uint32_t FramesDropped() const;
   // "Offline"; "Play 1x", "Fast Forward 8x", "Reverse Play -1x", "Rewind -8x"; "Still"; "Stop".
   [[nodiscard]] std::string GetStatusWord() const;
 
  private:
-  friend class PlaybackPreparation;  // the steps of Play()
-
   [[nodiscard]] bool MayChoose() const { return opened_ && !IsPlaying(); }
   template <typename Change>
-  NxErr Choose(Change change);  // a choice that leaves the plan as it is
+  NxErr Choose(Change change);  // under the lock, with the card disarmed
   template <typename Change>
-  NxErr Replan(Change change);  // a choice that redoes the frame plan
+  NxErr Replan(Change change);  // the same, and redoes the frame plan
   void PlanFrames();
   void PlanMedia();
   void PlanBars();
-  void ChooseReadFormat();
-  void FillTracksFromClip();
+  void PlanReading();
+  void PlanSound();
+  void DropTracksOf(const NxMediaFileBase* media);
+  void FillTracks();
 
   void Disarm();
   void Arm();
   void RestoreIdle();
+  NxErr Launch(double speed, PictureSink* sink);
+  void FillJob(double speed, PictureSink* sink);
+  void FillCardPart();
+  bool InitCirculation();
+  bool StartThreads();
   void StopThreads();
-  void UndoPlay();
   void ReleaseJob();
-  void EndPlay();
+  void EndPlay(bool still);
 
   // Main thread.
   std::shared_ptr<CRQD5Card2> session_;
   std::shared_ptr<CRQD5AudioOutput> audio_;
   std::shared_ptr<NxMediaFileBase> clip_;
-  std::shared_ptr<PlaybackSound> sound_;  // never null; the tracks
+  PlaybackSound sound_;               // the tracks
   std::shared_ptr<PlaybackJob> job_;  // never null; shared with threads that had to be abandoned
   NxMediaFileInfo clipInfo_ = {};
   PlaybackSettings settings_ = {};
@@ -199,6 +212,8 @@ class PlaybackEngine {
   int32_t audioTrackCount_ = 0;
   uint32_t processorCount_ = 1;
   Timeline plan_;
+  ReadFormat read_;
+  std::shared_ptr<const PageBuffer> bars_;  // null without bars
   int32_t position_ = 0;
   int32_t inPoint_ = 0;
   int32_t outPoint_ = 0;

@@ -77,8 +77,8 @@ void LoadPlaybackSettings(std::string_view boardSuffix, const PlaybackSettings& 
   }
   PlaybackSettings stored;
   size_t bytes = 0;
-  const bool whole = store.ReadBinary(key, kRecordName, &stored, sizeof stored, &bytes) &&
-                     bytes == sizeof stored;
+  const bool whole =
+      store.ReadBinary(key, kRecordName, &stored, sizeof stored, &bytes) && bytes == sizeof stored;
   *settings = whole ? stored : defaults;
 }
 

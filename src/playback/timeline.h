@@ -29,7 +29,7 @@ struct Timeline {
 // Whole frames in `seconds` at `scale` / 1000 frames a second, truncated: 29.97 counts as 30.
 [[nodiscard]] int32_t FramesOfSeconds(uint32_t seconds, uint32_t scale);
 
-// Frames of `scale` / `duration` a second that `samples` at `sampleRate` reach into.
+// Whole frames of `scale` / `duration` a second that `samples` at `sampleRate` last.
 [[nodiscard]] int32_t FramesOfSamples(uint64_t samples, double sampleRate, uint32_t scale,
                                       uint32_t duration);
 
@@ -46,5 +46,38 @@ struct PlayBounds {
 // starts at the other bound; elsewhere at `position`.
 [[nodiscard]] PlayBounds ChooseBounds(bool marked, int32_t inPoint, int32_t outPoint,
                                       int32_t length, int32_t position, double speed);
+
+// `frame` and `frames` more, truncated towards zero; held far from overflow.
+[[nodiscard]] int32_t FrameAfter(int32_t frame, double frames);
+
+// How a cursor goes through the timeline at a speed. Between -1 and 1 it stays on each frame for
+// the whole part of 1 / speed passes; otherwise it goes `speed` frames a pass, truncated.
+class PlayPace {
+ public:
+  explicit PlayPace(double speed);
+  // The cursor's next frame. One call a pass.
+  [[nodiscard]] int32_t Next(int32_t frame);
+  // The frame whose sound has left when `played` frames of sound have, from `start` on.
+  [[nodiscard]] int32_t Reached(int32_t start, int32_t played) const;
+  [[nodiscard]] bool IsFast() const { return speed_ > 1 || speed_ < -1; }
+  [[nodiscard]] bool IsForward() const { return speed_ > 0; }
+  // `frame` is at the bound to which the play runs, or past it.
+  [[nodiscard]] bool HasReached(int32_t frame, const PlayBounds& bounds) const {
+    return IsForward() ? frame >= bounds.end : frame <= bounds.start;
+  }
+  [[nodiscard]] bool IsPast(int32_t frame, const PlayBounds& bounds) const {
+    return IsForward() ? frame > bounds.end : frame < bounds.start;
+  }
+  [[nodiscard]] int32_t Bound(const PlayBounds& bounds) const {
+    return IsForward() ? bounds.end : bounds.start;
+  }
+
+ private:
+  double speed_;
+  bool slow_ = false;
+  int32_t direction_ = 1;
+  int32_t repeat_ = 1;
+  int32_t passes_ = 0;
+};
 
 }  // namespace morvane
