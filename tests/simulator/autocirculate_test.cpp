@@ -307,6 +307,18 @@ TEST_F(AutoCirculate, SoundIsCutToTheCallersBufferAndLeftOutWhereNotAskedFor) {
   EXPECT_EQ(Take(4096).status.audioBytes, 4096u);
 }
 
+TEST_F(AutoCirculate, AChannelThatAKilledCallerLeftRunningIsStoppedByTheNext) {
+  ASSERT_TRUE(card_->Init(kIn, 0, 30));
+  ASSERT_TRUE(card_->Control(ACStart, kIn));
+  step_.Step(3);
+  card_ = std::make_unique<PortClient>(driver_.get(), BOARDTYPE_OEM2K);
+  EXPECT_EQ(card_->Status(kIn).state, ACStateRunning);
+  ASSERT_TRUE(card_->Control(ACStop, kIn));
+  step_.Step(2);
+  EXPECT_EQ(card_->Status(kIn).state, ACStateIdle);
+  EXPECT_TRUE(card_->Init(kIn, 0, 30));
+}
+
 // Numbers of samples a frame, as the rates have them.
 TEST_F(AutoCirculate, FramesCarryTheSamplesOfTheirRate) {
   struct Row {
