@@ -2,6 +2,7 @@
 #include <cstring>
 
 #include "capture/capture_job.h"
+#include "capture/drop_blame.h"
 #include "processing/timecode.h"
 #include "session/card2.h"
 
@@ -16,7 +17,7 @@ constexpr int32_t kNextAvailable = -1;
 
 class InputRun {
  public:
-  explicit InputRun(CaptureJob& job) : job_(job), transfer_(job.transfer) {}
+  explicit InputRun(CaptureJob& job) : job_(job), transfer_(job.transfer), blame_(job.cardSlots) {}
 
   void Run() {
     do {
@@ -29,7 +30,7 @@ class InputRun {
   bool Fetch() {
     if (job_.capturing.Get() == 0) return false;
     if (job_.ring.IsFull()) {
-      NoteFullRing();
+      blame_.NoteFullRing(job_.ring.WriteIndex() - job_.ring.ReadIndex(), job_.ring.SlotCount());
       return false;
     }
     if (!IsFrameWaiting()) return false;
@@ -87,39 +88,26 @@ class InputRun {
     timecodeSeen_ = true;
   }
 
-  // Whose fault it is that the card's memory fills up; holds until it has emptied again.
-  enum class Blame { Processor, Disk };
-
-  void NoteFullRing() {
-    // Slots that the writer has finished with and the preview has not passed are the program's own
-    // lateness, not the disk's.
-    const int waiting = job_.ring.WriteIndex() - job_.ring.ReadIndex();
-    blame_ = waiting > job_.ring.SlotCount() / 2 ? Blame::Disk : Blame::Processor;
-  }
-
   void NoteDrops(const RQD5AutoCirculateStatus& status) {
-    const uint32_t before = job_.framesDropped.Get();
-    const uint32_t more = status.framesDropped - before;
+    const auto level = static_cast<int32_t>(status.bufferLevel);
+    const uint32_t more = status.framesDropped - job_.framesDropped.Get();
     if (more != 0) {
-      // Frames that the card dropped with room in its memory are its own.
-      const bool cardWasFull =
-          static_cast<int32_t>(status.bufferLevel) + kLevelMargin >= job_.cardSlots;
-      SharedWord<uint32_t>& cause = !cardWasFull            ? job_.droppedByCard
-                                    : blame_ == Blame::Disk ? job_.droppedByDisk
-                                                            : job_.droppedByProcessor;
-      cause.Set(cause.Get() + more);
+      SharedWord<uint32_t>& count = CountOf(blame_.Judge(level));
+      count.Set(count.Get() + more);
       job_.framesDropped.Set(status.framesDropped);
     }
-    if (status.bufferLevel <= kLevelToFetch) blame_ = Blame::Processor;
+    blame_.NoteLevel(level);
   }
 
-  // Frames that can have been fetched between the drop and the poll that sees it.
-  static constexpr int32_t kLevelMargin = 3;
+  SharedWord<uint32_t>& CountOf(DropCause cause) {
+    if (cause == DropCause::Card) return job_.droppedByCard;
+    return cause == DropCause::Disk ? job_.droppedByDisk : job_.droppedByProcessor;
+  }
 
   CaptureJob& job_;
   RQD5AutoCirculateTransfer transfer_;
+  DropBlame blame_;
   bool timecodeSeen_ = false;
-  Blame blame_ = Blame::Processor;
 };
 
 }  // namespace

@@ -80,7 +80,9 @@ uint32_t CRQD5Card2::CheckInput() {
   const RQD5VideoFormat seen = DetectSelectedInput();
   if (seen == 0) return kInputNone;
   const uint32_t converted = SecondFormatOf(SelectionOf(SessionFamily::SecondFormatIn).id);
-  const uint32_t wanted = converted != 0 ? converted : formatDesc_.videoFormat;
+  // The cast copies a field that need not be aligned.
+  const uint32_t wanted =
+      converted != 0 ? converted : static_cast<uint32_t>(formatDesc_.videoFormat);
   const bool links = IsDualStream(wanted) && !BoardHas3GInput(identity_);
   const bool bare = links || !IsSdiInput(SelectionOf(SessionFamily::VideoInput).id);
   return SameSignal(wanted, seen, bare) ? kInputSame : kInputOther;

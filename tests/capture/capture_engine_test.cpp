@@ -186,23 +186,6 @@ TEST_F(CaptureEngineTest, APartialRingIsEnough) {
   ExpectUnbrokenFrames(12);
 }
 
-TEST_F(CaptureEngineTest, ThirtyFramesGetInWithoutAPreview) {
-  ASSERT_NO_FATAL_FAILURE(Begin(BarsMachine()));
-  ASSERT_NO_FATAL_FAILURE(Launch());
-  while (engine_->FramesDropped() == 0 && engine_->FramesCaptured() < 30) NxSleep(5);
-  ASSERT_EQ(30, engine_->FramesCaptured());
-  // The mark stands still: not one more comes, and the card's memory fills up behind it.
-  NxSleep(200);
-  EXPECT_EQ(30, engine_->FramesCaptured());
-  // The first round lets them in again.
-  engine_->PreviewRound(nullptr);
-  ASSERT_NO_FATAL_FAILURE(PreviewUntil([&] { return engine_->FramesCaptured() >= 35; }));
-  engine_->Stop();
-  // Frames were lost between the thirtieth and the round, none before.
-  const uint32_t first = BurnedInNumber(ReadWhole(FramePath(0)), 720);
-  EXPECT_EQ(first + 29, BurnedInNumber(ReadWhole(FramePath(29)), 720));
-}
-
 TEST_F(CaptureEngineTest, TheDesktopShowsFramesOfTheJobWhereAskedFor) {
   class Sink : public PictureSink {
    public:
