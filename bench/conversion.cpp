@@ -1,7 +1,9 @@
 // Speed of the pixel conversions against their own plain code, a copy of the larger side and other
 // libraries. Contenders take turns on frames that have left the caches; each gets the median of its
 // rounds in processor time of the one thread.
-//   conversion [rounds] [filter]
+//   conversion [rounds] [filter] [most]     most: avx2 or sse4, to leave better vectors unused
+#include <hwy/targets.h>
+
 #include <ctime>
 
 #include <algorithm>
@@ -151,6 +153,9 @@ void RunPair(const Pair& pair, int32_t width, int32_t height, int rounds) {
 int Main(int argc, char** argv) {
   const int rounds = argc > 1 ? std::max(1, std::atoi(argv[1])) : 25;
   const std::string filter = argc > 2 ? argv[2] : "";
+  const std::string most = argc > 3 ? argv[3] : "";
+  if (most == "avx2") hwy::DisableTargets(HWY_AVX2 - 1);
+  if (most == "sse4") hwy::DisableTargets(HWY_SSE4 - 1);
   const int32_t sizes[][2] = {{1920, 1080}, {720, 486}};
   for (const auto& size : sizes) {
     for (const Pair& pair : kPairs) {

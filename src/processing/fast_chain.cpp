@@ -9,20 +9,6 @@
 namespace morvane {
 namespace {
 
-// ---- Steps that are not worth vectors: 40-bit pixels
-
-// `setBits` is the alpha.
-void HighWordsTo40(const StepParams& p, LineState*, const uint8_t* in, uint8_t* out, size_t n) {
-  for (size_t i = 0; i < n; ++i) {
-    StoreBe32(out + 5 * i, LoadLe32(in + 4 * i) | p.setBits >> 8);
-    out[5 * i + 4] = static_cast<uint8_t>(p.setBits);
-  }
-}
-
-void From40ToHighWords(const StepParams&, LineState*, const uint8_t* in, uint8_t* out, size_t n) {
-  for (size_t i = 0; i < n; ++i) StoreLe32(out + 4 * i, LoadBe32(in + 5 * i) & 0xFFFFFFFC);
-}
-
 // ---- What the formats mean to the steps
 
 // Where the components lie in a pixel of 8 bits each; -1 for no alpha.
@@ -180,7 +166,7 @@ bool Rgb10ToRgb(const PixelFormat& from, const PixelFormat& to, ChainBuilder* ch
   const bool toTop = to.code == FourCC("bgrA");
   // The alpha of 40-bit pixels is kept by the plain code.
   if (from40 && !toTop && !WordOrderOf(to, &toOrder)) return false;
-  if (from40) chain->Add(From40ToHighWords);
+  if (from40) chain->Add(Packed40ToWordsStep());
   if (toTop) {
     // Deliberate: read as a big-endian word, whatever its own layout.
     if (from.code == FourCC("10RS")) order = WordOrder::kBig;
@@ -198,7 +184,7 @@ bool Rgb10ToRgb(const PixelFormat& from, const PixelFormat& to, ChainBuilder* ch
   }
   if (to.layout != PixelLayout::kPacked40) return false;
   chain->AddWords(order, from.max, to, WordOrder::kLittle);
-  chain->Add(HighWordsTo40).setBits = kOpaque40;
+  chain->Add(WordsToPacked40Step()).setBits = kOpaque40;
   return true;
 }
 
@@ -217,7 +203,7 @@ bool Rgb16ToRgb(const PixelFormat& from, const PixelFormat& to, ChainBuilder* ch
   }
   if (to.layout != PixelLayout::kPacked40 || from.hasAlpha) return false;
   chain->AddRescale(WideToWordsStep(wide, WordOrder::kLittle), from.max, to.max);
-  chain->Add(HighWordsTo40).setBits = kOpaque40;
+  chain->Add(WordsToPacked40Step()).setBits = kOpaque40;
   return true;
 }
 
@@ -267,7 +253,7 @@ bool YuvToRgb(const LineJob& job, ChainBuilder* chain) {
   if (!words) {
     chain->AddShuffleTo(to);
   } else if (to40) {
-    chain->Add(HighWordsTo40).setBits = 0;
+    chain->Add(WordsToPacked40Step()).setBits = 0;
   } else if (order != WordOrder::kLittle || to.max != 1023) {
     chain->AddWords(WordOrder::kLittle, 1023, to, order);
   }
@@ -289,7 +275,7 @@ bool RgbToYuv(const LineJob& job, ChainBuilder* chain) {
   } else if (WordOrderOf(from, &order)) {
     if (order != WordOrder::kLittle) chain->Add(MoveWordsStep(order, WordOrder::kLittle));
   } else if (from.layout == PixelLayout::kPacked40) {
-    chain->Add(From40ToHighWords);
+    chain->Add(Packed40ToWordsStep());
   } else if (WideOrderOf(from, &wide)) {
     chain->Add(WideToPlanesStep(wide));
     input = RgbInput::kWidePlanes;

@@ -74,7 +74,10 @@ enum class RgbInput : uint8_t { kBgra, kHighWord, kWidePlanes };
 [[nodiscard]] StepRoutine WordsToTopBytesStep(WordOrder from);      // to bgrA, top 8 bits
 [[nodiscard]] StepRoutine RescaleWordsToBytesStep(WordOrder from);  // to bgrA
 [[nodiscard]] StepRoutine RescaleBytesToWordsStep(WordOrder to);    // from bgrA
-[[nodiscard]] StepRoutine WideToBytesStep(WideOrder from);          // to bgrA
+// 40-bit pixels from and to high words; the alpha of all written pixels is in `setBits`.
+[[nodiscard]] StepRoutine Packed40ToWordsStep();
+[[nodiscard]] StepRoutine WordsToPacked40Step();
+[[nodiscard]] StepRoutine WideToBytesStep(WideOrder from);  // to bgrA
 [[nodiscard]] StepRoutine WideToWordsStep(WideOrder from, WordOrder to);
 [[nodiscard]] StepRoutine WideToPlanesStep(WideOrder from);
 [[nodiscard]] StepRoutine V210ToBytesStep(PairOrder to);  // 8-bit 4:2:2

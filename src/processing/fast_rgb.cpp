@@ -14,6 +14,12 @@ namespace morvane {
 namespace HWY_NAMESPACE {
 #if HWY_TARGET == HWY_SCALAR  // no vectors: the plain code does it
 
+StepRoutine PickPacked40ToWords() {
+  return nullptr;
+}
+StepRoutine PickWordsToPacked40() {
+  return nullptr;
+}
 StepRoutine PickByteShuffle(int, int) {
   return nullptr;
 }
@@ -69,19 +75,25 @@ void MoveWords(const StepParams&, LineState*, const uint8_t* in, uint8_t* out, s
 
 template <WordOrder kFrom, WordOrder kTo>
 void RescaleWords(const StepParams& p, LineState*, const uint8_t* in, uint8_t* out, size_t n) {
-  ForWords(in, out, n, [&p](V32 v) HWY_ATTR {
-    return FromHighWord<kTo>(JoinHighWord(Rescaled(p, SplitHighWord(ToHighWord<kFrom>(v)))));
-  });
+  ForWords(in, out, n,
+           [&p](V32 v) HWY_ATTR { return JoinWord<kTo>(Rescaled(p, SplitWord<kFrom>(v))); });
 }
 
 template <WordOrder kFrom>
 void WordsToTopBytes(const StepParams& p, LineState*, const uint8_t* in, uint8_t* out, size_t n) {
   const auto setBits = hn::Set(D32(), p.setBits);
   ForWords(in, out, n, [&](V32 v) HWY_ATTR {
-    const auto high = ToHighWord<kFrom>(v);
-    const auto red = Low(hn::ShiftRight<8>(high), 0xFF0000);
-    const auto green = Low(hn::ShiftRight<6>(high), 0xFF00);
-    const auto blue = Low(hn::ShiftRight<4>(high), 0xFF);
+    V32 red, green, blue;
+    if constexpr (kFrom == WordOrder::kBgr) {
+      red = Low(hn::ShiftLeft<14>(v), 0xFF0000);
+      green = Low(hn::ShiftRight<4>(v), 0xFF00);
+      blue = Low(hn::ShiftRight<22>(v), 0xFF);
+    } else {
+      const auto high = ToHighWord<kFrom>(v);
+      red = Low(hn::ShiftRight<8>(high), 0xFF0000);
+      green = Low(hn::ShiftRight<6>(high), 0xFF00);
+      blue = Low(hn::ShiftRight<4>(high), 0xFF);
+    }
     return hn::Or(hn::Or(red, green), hn::Or(blue, setBits));
   });
 }
@@ -91,16 +103,66 @@ void RescaleWordsToBytes(const StepParams& p, LineState*, const uint8_t* in, uin
                          size_t n) {
   const auto setBits = hn::Set(D32(), p.setBits);
   ForWords(in, out, n, [&](V32 v) HWY_ATTR {
-    return hn::Or(JoinBgra(Rescaled(p, SplitHighWord(ToHighWord<kFrom>(v)))), setBits);
+    return hn::Or(JoinBgra(Rescaled(p, SplitWord<kFrom>(v))), setBits);
   });
 }
 
 template <WordOrder kTo>
 void RescaleBytesToWords(const StepParams& p, LineState*, const uint8_t* in, uint8_t* out,
                          size_t n) {
-  ForWords(in, out, n, [&p](V32 v) HWY_ATTR {
-    return FromHighWord<kTo>(JoinHighWord(Rescaled(p, SplitBgra(v))));
+  ForWords(in, out, n, [&p](V32 v) HWY_ATTR { return JoinWord<kTo>(Rescaled(p, SplitBgra(v))); });
+}
+
+constexpr size_t kAhead = 4096;  // how far in front a cache line is asked for
+
+// Four pixels are 20 bytes: the first three words lie in the first 16, the last one in the last 16.
+void Packed40ToWords(const StepParams&, LineState*, const uint8_t* in, uint8_t* out, size_t n) {
+  constexpr uint8_t kNo = 0x80;
+  alignas(16) static constexpr uint8_t kFirst[16] = {3,  2,  1,  0,  8,   7,   6,   5,
+                                                     13, 12, 11, 10, kNo, kNo, kNo, kNo};
+  alignas(16) static constexpr uint8_t kLast[16] = {kNo, kNo, kNo, kNo, kNo, kNo, kNo, kNo,
+                                                    kNo, kNo, kNo, kNo, 14,  13,  12,  11};
+  const hn::Full128<uint8_t> d;
+  const hn::Full128<uint32_t> d32;
+  const auto first = hn::Load(d, kFirst), last = hn::Load(d, kLast);
+  const auto mask = hn::Set(d32, 0xFFFFFFFCu);
+  ForUnits<5, 4, 0>(in, out, n, 4, [&](const uint8_t* s, uint8_t* t) HWY_ATTR {
+    __builtin_prefetch(s + kAhead);  // short vectors do not reach far enough by themselves
+    const auto words = hn::Or(hn::TableLookupBytesOr0(hn::LoadU(d, s), first),
+                              hn::TableLookupBytesOr0(hn::LoadU(d, s + 4), last));
+    hn::StoreU(hn::BitCast(d, hn::And(hn::BitCast(d32, words), mask)), d, t);
   });
+}
+
+void WordsToPacked40(const StepParams& p, LineState*, const uint8_t* in, uint8_t* out, size_t n) {
+  constexpr uint8_t kNo = 0x80;
+  alignas(16) static constexpr uint8_t kFirst[16] = {3, 2,   1,  0,  kNo, 7, 6,   5,
+                                                     4, kNo, 11, 10, 9,   8, kNo, 15};
+  alignas(16) static constexpr uint8_t kLast[16] = {14,  13,  12,  kNo, kNo, kNo, kNo, kNo,
+                                                    kNo, kNo, kNo, kNo, kNo, kNo, kNo, kNo};
+  // The alpha's two high bits are the lowest of a word, its other bits a byte behind it.
+  alignas(16) uint8_t low[16] = {};
+  low[4] = low[9] = low[14] = static_cast<uint8_t>(p.setBits);
+  const hn::Full128<uint8_t> d;
+  const hn::Full128<uint32_t> d32;
+  const auto first = hn::Load(d, kFirst), last = hn::Load(d, kLast), lowBits = hn::Load(d, low);
+  const auto highBits = hn::Set(d32, p.setBits >> 8);
+  const uint32_t lastLow = p.setBits << 24;
+  ForUnits<4, 5, 0>(in, out, n, 4, [&](const uint8_t* s, uint8_t* t) HWY_ATTR {
+    __builtin_prefetch(t + kAhead, 1);
+    const auto v = hn::BitCast(d, hn::Or(hn::BitCast(d32, hn::LoadU(d, s)), highBits));
+    hn::StoreU(hn::Or(hn::TableLookupBytesOr0(v, first), lowBits), d, t);
+    const auto rest = hn::BitCast(d32, hn::TableLookupBytesOr0(v, last));
+    const uint32_t end = hn::GetLane(rest) | lastLow;
+    std::memcpy(t + 16, &end, sizeof end);
+  });
+}
+
+StepRoutine PickPacked40ToWords() {
+  return Packed40ToWords;
+}
+StepRoutine PickWordsToPacked40() {
+  return WordsToPacked40;
 }
 
 StepRoutine PickByteShuffle(int inBytes, int outBytes) {
@@ -154,6 +216,8 @@ HWY_AFTER_NAMESPACE();
 namespace morvane {
 
 HWY_EXPORT(PickByteShuffle);
+HWY_EXPORT(PickPacked40ToWords);
+HWY_EXPORT(PickWordsToPacked40);
 HWY_EXPORT(PickMoveWords);
 HWY_EXPORT(PickRescaleWords);
 HWY_EXPORT(PickWordsToTopBytes);
@@ -162,6 +226,12 @@ HWY_EXPORT(PickRescaleBytesToWords);
 
 StepRoutine ByteShuffleStep(int inBytes, int outBytes) {
   return HWY_DYNAMIC_DISPATCH(PickByteShuffle)(inBytes, outBytes);
+}
+StepRoutine Packed40ToWordsStep() {
+  return HWY_DYNAMIC_DISPATCH(PickPacked40ToWords)();
+}
+StepRoutine WordsToPacked40Step() {
+  return HWY_DYNAMIC_DISPATCH(PickWordsToPacked40)();
 }
 StepRoutine MoveWordsStep(WordOrder from, WordOrder to) {
   return HWY_DYNAMIC_DISPATCH(PickMoveWords)(static_cast<int>(from), static_cast<int>(to));

@@ -100,12 +100,12 @@ void WideToBytes(const StepParams& p, LineState*, const uint8_t* in, uint8_t* ou
 template <WideOrder kFrom, WordOrder kTo>
 void WideToWords(const StepParams& p, LineState*, const uint8_t* in, uint8_t* out, size_t n) {
   const size_t half = hn::Lanes(D32()) * 4;
-  ForUnits<WideBytes(kFrom), 4, 0>(
-      in, out, n, hn::Lanes(D16()), [&](const uint8_t* s, uint8_t* t) HWY_ATTR {
-        const WidePixels v = LoadWide<kFrom>(s);
-        StoreWords(FromHighWord<kTo>(JoinHighWord(HalfRescaled<false>(p, v))), t);
-        StoreWords(FromHighWord<kTo>(JoinHighWord(HalfRescaled<true>(p, v))), t + half);
-      });
+  ForUnits<WideBytes(kFrom), 4, 0>(in, out, n, hn::Lanes(D16()),
+                                   [&](const uint8_t* s, uint8_t* t) HWY_ATTR {
+                                     const WidePixels v = LoadWide<kFrom>(s);
+                                     StoreWords(JoinWord<kTo>(HalfRescaled<false>(p, v)), t);
+                                     StoreWords(JoinWord<kTo>(HalfRescaled<true>(p, v)), t + half);
+                                   });
 }
 
 template <WideOrder kFrom>

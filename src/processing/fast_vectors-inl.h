@@ -135,6 +135,24 @@ HWY_INLINE Rgb32 SplitHighWord(V32 v) {
 HWY_INLINE V32 JoinHighWord(const Rgb32& p) {
   return hn::Or(hn::Or(hn::ShiftLeft<22>(p.r), hn::ShiftLeft<12>(p.g)), hn::ShiftLeft<2>(p.b));
 }
+// The same straight from and to a word of any order.
+template <WordOrder kOrder>
+HWY_INLINE Rgb32 SplitWord(V32 v) {
+  if constexpr (kOrder == WordOrder::kBgr) {
+    return {Low(v, 0x3FF), Low(hn::ShiftRight<10>(v), 0x3FF), Low(hn::ShiftRight<20>(v), 0x3FF)};
+  } else {
+    return SplitHighWord(ToHighWord<kOrder>(v));
+  }
+}
+template <WordOrder kOrder>
+HWY_INLINE V32 JoinWord(const Rgb32& p) {
+  if constexpr (kOrder == WordOrder::kBgr) {
+    return hn::Or(hn::Or(p.r, hn::ShiftLeft<10>(p.g)), hn::ShiftLeft<20>(p.b));
+  } else {
+    return FromHighWord<kOrder>(JoinHighWord(p));
+  }
+}
+
 HWY_INLINE Rgb32 SplitBgra(V32 v) {
   return {Low(hn::ShiftRight<16>(v), 0xFF), Low(hn::ShiftRight<8>(v), 0xFF), Low(v, 0xFF)};
 }
