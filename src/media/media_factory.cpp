@@ -3,11 +3,14 @@
 #include <algorithm>
 #include <new>
 
+#include "media/bmp.h"
+#include "media/cin.h"
 #include "media/data_vyr.h"
 #include "media/dpx.h"
 #include "media/media_wav.h"
 #include "media/media_yuv.h"
 #include "media/seq_names.h"
+#include "media/tga.h"
 
 namespace morvane {
 namespace {
@@ -32,6 +35,12 @@ NxMediaFileBase* CreateMediaFile(NxFileType type) {
   switch (type) {
     case NxFileTypeDPX:
       return new (std::nothrow) NxMediaDPX;
+    case NxFileTypeCIN:
+      return new (std::nothrow) NxMediaCIN;
+    case NxFileTypeTGA:
+      return new (std::nothrow) NxMediaTGA;
+    case NxFileTypeBMP:
+      return new (std::nothrow) NxMediaBMP;
     case NxFileTypeYUV:
       return new (std::nothrow) NxMediaYUV;
     default:
