@@ -11,6 +11,7 @@
 #include "media/media_yuv.h"
 #include "media/seq_names.h"
 #include "media/tga.h"
+#include "media/tif.h"
 
 namespace morvane {
 namespace {
@@ -41,6 +42,8 @@ NxMediaFileBase* CreateMediaFile(NxFileType type) {
       return new (std::nothrow) NxMediaTGA;
     case NxFileTypeBMP:
       return new (std::nothrow) NxMediaBMP;
+    case NxFileTypeTIF:
+      return new (std::nothrow) NxMediaTIF;
     case NxFileTypeYUV:
       return new (std::nothrow) NxMediaYUV;
     default:
