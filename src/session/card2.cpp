@@ -87,8 +87,7 @@ bool CRQD5Card2::GetBoardSuffix(std::string* text) {
   return !text->empty();
 }
 
-// --- Lists
-// ----------------------------------------------------------------------------------------
+// --- Lists ---------------------------------------------------------------------------------------
 
 CatalogueContext CRQD5Card2::Context() const {
   CatalogueContext context;
@@ -225,8 +224,7 @@ bool CRQD5Card2::FindSelection(SessionFamily family, const std::string& text, ui
   return list != 0;
 }
 
-// --- Selections
-// -----------------------------------------------------------------------------------
+// --- Selections ----------------------------------------------------------------------------------
 
 void CRQD5Card2::Select(SessionFamily family, uint32_t id) {
   SelectionOf(family).id = id;
@@ -271,8 +269,7 @@ bool CRQD5Card2::ItemId(SessionFamily family, uint32_t index, uint32_t* id) {
   return ListItemId(List(family), index, id);
 }
 
-// --- The families by name
-// -------------------------------------------------------------------------
+// --- The families by name ------------------------------------------------------------------------
 
 #define MORVANE_SESSION_FAMILY(Name, Plural)                              \
   uint32_t CRQD5Card2::GetNum##Plural() {                                 \

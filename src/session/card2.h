@@ -62,7 +62,7 @@ class CRQD5Card2 : public CRQD5Card {
   // Returns: false when the name cannot be had.
   bool GetBoardSuffix(std::string* text);
 
-  // --- The catalogue of one family, told once for all -------------------------------------------
+  // --- The catalogue of one family, told once for all --------------------------------------------
   // GetNum<Plural>()            items in the list now; 0 when not open
   // Get<Name>Desc(index, text)  text of an item; past the end false, with the family's texts
   // GetDefault<Name>(index, text)
@@ -106,11 +106,16 @@ class CRQD5Card2 : public CRQD5Card {
 
   // The description of a video format item, and of the one selected.
   bool GetVideoFormatDesc(uint32_t index, RQD5VideoFormatDesc* desc);
+  // The format that the card itself runs now, as CRQD5Card reads it: GetVideoFormat() of a session
+  // is a position in its list.
+  bool GetCardFormat(RQD5VideoFormat* format) {
+    return CRQD5Card::GetVideoFormat(format);
+  }
   [[nodiscard]] const RQD5VideoFormatDesc& GetFormat() const {
     return formatDesc_;
   }
 
-  // --- Setters ----------------------------------------------------------------------------------
+  // --- Setters -----------------------------------------------------------------------------------
   // Each leaves the selection as it was when it fails before its write, and sets GetLastError().
 
   // Brings the card to the format: registers, offsets 0, output enables, front panel. With
@@ -160,7 +165,7 @@ class CRQD5Card2 : public CRQD5Card {
     return channel_;
   }
 
-  // --- Bringing a channel into a state ----------------------------------------------------------
+  // --- Bringing a channel into a state -----------------------------------------------------------
   // Prepares the channel for playing out. With `withTestPattern` the default pattern is shown in
   // `frame`.
   bool SetupForOutput(bool withTestPattern, uint32_t frame);
@@ -175,7 +180,7 @@ class CRQD5Card2 : public CRQD5Card {
   // Lets outputs and inputs lock after a change: waits two output frames.
   void Settle();
 
-  // --- What the engines ask ---------------------------------------------------------------------
+  // --- What the engines ask ----------------------------------------------------------------------
   // The selected input against the selected format: 0 the same, 1 another format, 2 no signal (and
   // not open). Segmented and interlaced forms of one raster and rate are the same.
   uint32_t CheckInput();
@@ -231,8 +236,12 @@ class CRQD5Card2 : public CRQD5Card {
     return hasHdmi_;
   }
   [[nodiscard]] bool HasColourTable() const;
+  // A larger reference offset moves the output later, not earlier.
+  [[nodiscard]] bool HasNormalTimingSense() const {
+    return normalTimingSense_;
+  }
 
-  // --- Pictures ---------------------------------------------------------------------------------
+  // --- Pictures ----------------------------------------------------------------------------------
   // Routes the input to the output (on), or makes the channel an output again.
   bool SetLiveInput(bool on);
   bool SetIdleOutput(IdleOutput idle);
@@ -260,7 +269,7 @@ class CRQD5Card2 : public CRQD5Card {
   // Shows pattern `index` on the session's channel; "Test Pattern Not Found" beyond the list.
   bool SetTestPattern(uint32_t index);
 
-  // --- Persistence ------------------------------------------------------------------------------
+  // --- Persistence -------------------------------------------------------------------------------
   bool GetConfiguration(SessionConfigurationBlock* block);
   // The block of this board with every family at its default.
   bool GetDefaultConfiguration(SessionConfigurationBlock* block);
@@ -269,7 +278,7 @@ class CRQD5Card2 : public CRQD5Card {
   bool SetConfiguration(const SessionConfigurationBlock& block);
   bool GetIdentityBlock(SessionIdentityBlock* block);
 
-  // --- Routing ----------------------------------------------------------------------------------
+  // --- Routing -----------------------------------------------------------------------------------
   // Writes the entries in order. Returns: false, with nothing written, for 15 entries or more.
   bool ApplyRoutingTable(const RQD5RoutingTable& table);
   bool BuildRoutingOutput(RQD5RoutingTable* table, uint32_t frameBufferFormatClass, bool flag);

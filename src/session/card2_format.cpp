@@ -179,8 +179,7 @@ void CRQD5Card2::GetTimingOffsets(int32_t* horizontal, int32_t* vertical) const 
   *vertical = verticalOffset_;
 }
 
-// --- A channel's state
-// ----------------------------------------------------------------------------
+// --- A channel's state ---------------------------------------------------------------------------
 
 bool CRQD5Card2::SetupForOutput(bool withTestPattern, uint32_t frame) {
   if (!RequireOpen()) return false;
@@ -247,8 +246,7 @@ void CRQD5Card2::Settle() {
   for (int i = 0; i < 2 && IsOpen(); ++i) WaitForInterrupt(InterruptOutput, kOneFrameMs);
 }
 
-// --- Routing
-// --------------------------------------------------------------------------------------
+// --- Routing -------------------------------------------------------------------------------------
 
 bool CRQD5Card2::ApplyRoutingTable(const RQD5RoutingTable& table) {
   if (!RequireOpen()) return false;

@@ -22,7 +22,7 @@ std::string FormatLine(const Json& document) {
 Json StatusDocument(CRQD5Card2& session) {
   const uint32_t input = session.DetectSelectedInput();
   RQD5VideoFormat output = {};
-  if (!session.GetVideoFormat(&output)) output = {};
+  if (!session.GetCardFormat(&output)) output = {};
   Json inputDocument = FormatDocument(input);
   inputDocument["valid"] = input != 0;
   // Nothing drives the deck yet, so what it does has no source.

@@ -7,8 +7,7 @@ namespace {
 
 using test::OpenedBoard;
 
-// --- Video format
-// ---------------------------------------------------------------------------------
+// --- Video format --------------------------------------------------------------------------------
 
 TEST(SetVideoFormat, AgainWritesOnlyTheFrontPanel) {
   OpenedBoard elm(BoardElm);
@@ -142,8 +141,7 @@ TEST(SetVideoFormat, WithoutReapplyTheOthersStay) {
   EXPECT_EQ(cedar.Current(SessionFamily::AnalogOutput), "Component Betacam NTSC");
 }
 
-// --- Routing
-// --------------------------------------------------------------------------------------
+// --- Routing -------------------------------------------------------------------------------------
 
 TEST(ApplyRoutingTable, WritesFourteenEntriesInOrderAndRefusesFifteen) {
   OpenedBoard elm(BoardElm);
@@ -176,8 +174,7 @@ TEST(Routing, ClearedTableNeedsNoExtendedTransfer) {
   EXPECT_EQ(route.count, 0u);
 }
 
-// --- Outputs
-// --------------------------------------------------------------------------------------
+// --- Outputs -------------------------------------------------------------------------------------
 
 TEST(SetSDIOutput, DualLinkTurnsTheLinkOnAndOff) {
   OpenedBoard elm(BoardElm);
@@ -281,8 +278,7 @@ TEST(SetAnalogOutput, TellsItsFailures) {
   EXPECT_EQ(elm.Current(SessionFamily::AnalogOutput), "No Analog Output");
 }
 
-// --- Inputs
-// ---------------------------------------------------------------------------------------
+// --- Inputs --------------------------------------------------------------------------------------
 
 TEST(SetVideoInput, WritesTheSelectOfEachConnector) {
   OpenedBoard elm(BoardElm);
@@ -402,8 +398,7 @@ TEST(SetAudioInput, SelectsTheSource) {
   EXPECT_EQ(larch.port.TakeWrites(), "24 4000000 0\n125 100 0\n");
 }
 
-// --- Reference, levels
-// ----------------------------------------------------------------------------
+// --- Reference, levels ---------------------------------------------------------------------------
 
 TEST(SetReference, WritesTheSourceOfEachItem) {
   OpenedBoard larch(BoardLarch);
