@@ -154,6 +154,30 @@ std::optional<std::string> ApplyJobChoices(CaptureEngine& engine, const CaptureO
   return std::nullopt;
 }
 
+// What is in the way of a clip that could not be made, where that can be seen: the table's text
+// speaks of the clip's name alone.
+void TellWhatIsInTheWay(const CaptureOptions& options, const Folders& folders) {
+  namespace fs = std::filesystem;
+  std::error_code ignored;
+  for (const std::string& folder : {folders.video, folders.audio}) {
+    if (!fs::exists(folder, ignored)) {
+      std::fprintf(stderr, "%s: no such folder; make it first\n", folder.c_str());
+      return;
+    }
+    if (!fs::is_directory(folder, ignored)) {
+      std::fprintf(stderr, "%s: not a folder\n", folder.c_str());
+      return;
+    }
+  }
+  const std::string sound = JoinPath(folders.audio, options.name + ".wav");
+  const std::string pictures = JoinPath(folders.video, options.name);
+  for (const std::string& path : {options.noFolder ? sound : pictures, sound}) {
+    if (!fs::exists(path, ignored)) continue;
+    std::fprintf(stderr, "%s exists already; nothing is ever overwritten\n", path.c_str());
+    return;
+  }
+}
+
 // Says for how long the disks suffice. Folders that cannot be asked are passed over in silence:
 // the job itself reports what is wrong with them.
 void TellDiskTime(const CaptureEngine& engine, const Folders& folders) {
@@ -278,6 +302,9 @@ int RunCapture(CommandContext& context, const CaptureOptions& options) {
     return Fail(context, NxErrFailure, *refusal);
   }
   if (const NxErr result = engine.Prepare(); result != NxErrSuccess) {
+    if (result >= NxErrCreateVideoFile && result <= NxErrCreateFolder) {
+      TellWhatIsInTheWay(options, folders);
+    }
     return Fail(context, result);
   }
   TellDiskTime(engine, folders);

@@ -24,7 +24,10 @@ void InstallStopSignals() {
   action.sa_flags = SA_RESTART;
   sigaction(SIGINT, &action, nullptr);
   sigaction(SIGTERM, &action, nullptr);
+  // A reader that went away, or a limit on the size of files, is an error of the write and not
+  // the end of a capture.
   signal(SIGPIPE, SIG_IGN);
+  signal(SIGXFSZ, SIG_IGN);
 }
 
 bool StopAsked() {
