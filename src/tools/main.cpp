@@ -35,6 +35,8 @@ int RunCommandLine(int argc, char** argv) {
   morvane::tools::AddInfoCommand(app, context);
   morvane::tools::AddFramehashCommand(app, context);
   morvane::tools::AddCaptureCommand(app, context);
+  morvane::tools::AddPlayCommand(app, context);
+  morvane::tools::AddDemoCommand(app, context);
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
