@@ -50,11 +50,13 @@ struct PlaybackJob {
   RQD5AutoCirculateTransfer transfer;  // fixed fields
   uint32_t rateScale = 25000;          // clip frames a second are rateScale / rateDuration
   uint32_t rateDuration = 1000;
+  uint32_t timecodeScale = 25000;  // card frames a second, in which the timecode counts
+  uint32_t timecodeDuration = 1000;
   uint32_t cadence = 0;     // clip frames to card frames: 0 one to one, 1 2:3, 2 each twice
   uint32_t frameWidth = 0;  // of the card's frame
   uint32_t frameHeight = 0;
   bool carriesTimecode = false;
-  bool dropFrame = false;
+  bool dropFrame = false;  // asked for; counts at 30 and 60 frames a second only
   bool extendedRoute = false;
   bool pacedByPreview = true;
   // Of the clip.

@@ -134,9 +134,8 @@ void PlaybackEngine::FillCardPart() {
   session_->GetFrameRaster(&job.frameWidth, &job.frameHeight);
   job.cadence = session_->GetCadence();
   job.carriesTimecode = session_->CarriesTimecode();
-  const bool dropBase =
-      settings_.timeBaseDisplay == static_cast<uint32_t>(TimeBaseDisplay::DropFrame);
-  job.dropFrame = dropBase && (job.rateScale == 30000 || job.rateScale == 60000);
+  session_->GetCardRate(&job.timecodeScale, &job.timecodeDuration);
+  job.dropFrame = settings_.timeBaseDisplay == static_cast<uint32_t>(TimeBaseDisplay::DropFrame);
   job.extendedRoute = session_->NeedsExtendedTransfer();
   job.pacedByPreview = session_->BoardID() != kBoardPacedByTransfer || job.PreviewsPlay();
   job.padBytes = session_->GetPadBytes(job.read.cardLayout);

@@ -146,8 +146,8 @@ class TransferRun {
     transfer_.rp188 = {};
     if (!job_.carriesTimecode) return;
     char text[kTimecodeTextBytes] = {};
-    if (FrameToTimecodeText(counter_, static_cast<int32_t>(job_.rateScale),
-                            static_cast<int32_t>(job_.rateDuration), job_.dropFrame ? 1 : 0,
+    if (FrameToTimecodeText(counter_, static_cast<int32_t>(job_.timecodeScale),
+                            static_cast<int32_t>(job_.timecodeDuration), job_.dropFrame ? 1 : 0,
                             text) != 0) {
       return;
     }

@@ -5,6 +5,8 @@ namespace morvane {
 int SlotRing::Allocate(size_t slotBytes) {
   Free();
   Rewind();
+  // First, or a ring that takes what memory there is would leave none for it.
+  if (!black_.Allocate(slotBytes)) return 0;
   while (slotCount_ < kPlaybackSlots && memory_[slotCount_].Allocate(slotBytes)) {
     PlaybackSlot& slot = slots_[slotCount_];
     slot = {};
@@ -12,7 +14,7 @@ int SlotRing::Allocate(size_t slotBytes) {
     slot.capacity = slotBytes;
     ++slotCount_;
   }
-  if (slotCount_ < kLeastPlaybackSlots || !black_.Allocate(slotBytes)) Free();
+  if (slotCount_ < kLeastPlaybackSlots) Free();
   return slotCount_;
 }
 
