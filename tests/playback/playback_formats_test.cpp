@@ -75,7 +75,7 @@ TEST_F(PlaybackFormatsTest, AnotherRasterIsScaledToTheOutput) {
 }
 
 TEST_F(PlaybackFormatsTest, ABoardWithoutRgbMemoryGetsFourTwoTwo) {
-  ASSERT_NO_FATAL_FAILURE(Begin(Machine("", "Kapok"), "720x576 @ 25.00i"));
+  ASSERT_NO_FATAL_FAILURE(Begin(Machine("", "Maple"), "720x576 @ 25.00i"));
   ASSERT_NO_FATAL_FAILURE(OpenRaster(6, 720, 486));
   ASSERT_NO_FATAL_FAILURE(PlayToEnd(1));
   EXPECT_EQ(Count(0, 5), FramesOut());
