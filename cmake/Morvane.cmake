@@ -29,6 +29,10 @@ target_compile_options(morvane_options INTERFACE
   # g++ 12 sees overlaps in std::string that are not there.
   $<$<CXX_COMPILER_ID:GNU>:-Wno-restrict>)
 target_link_libraries(morvane_options INTERFACE Threads::Threads)
+if(MORVANE_FUZZ)
+  # Every library tells the fuzzer where it has been; the targets alone bring its main.
+  target_compile_options(morvane_options INTERFACE -fsanitize=fuzzer-no-link)
+endif()
 if(MORVANE_SANITIZE)
   target_compile_options(morvane_options INTERFACE
     -fsanitize=${MORVANE_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)

@@ -290,6 +290,20 @@ TEST_P(DriverPortContract, ADownloadEnablesAgainWhatStillHasASubscriber) {
   EXPECT_EQ(info.recordSize, 1024u);
 }
 
+// Deliberate: a download disables every interrupt, and the serial port must hear again after it.
+TEST_P(DriverPortContract, TheSerialPortsInterruptsOutliveADownload) {
+  for (const uint32_t type : {InterruptUartReceive, InterruptUartTransmit}) {
+    ASSERT_TRUE(card_.ConfigureInterrupt(true, type));
+    ASSERT_TRUE(card_.ConfigureSubscription(true, type, nullptr));
+  }
+  ASSERT_TRUE(card_.SwitchBitfile(BoardElm, 9));
+  EXPECT_FALSE(card_.WaitForInterrupt(InterruptUartTransmit, 0));
+  ASSERT_TRUE(card_.WriteField(RegisterField::UartTransmit, 0x61));
+  EXPECT_FALSE(card_.WaitForInterrupt(InterruptUartTransmit, 0));
+  subject_->PassNanoseconds(1'000'000);
+  EXPECT_TRUE(card_.WaitForInterrupt(InterruptUartTransmit, 0));
+}
+
 TEST_P(DriverPortContract, SwitchBitfileKeepsTheFormat) {
   ASSERT_TRUE(card_.SwitchBitfile(BoardElm, 10));
   uint32_t format = 0;

@@ -4,11 +4,15 @@
 
 #include <algorithm>
 #include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <string>
 #include <vector>
 
 #include "base/byte_order.h"
 #include "device/flash_image.h"
+#include "support/test_environment.h"
 
 namespace morvane {
 namespace {
@@ -118,6 +122,24 @@ TEST(FlashHeader, LongTextsAreCutAtSixteen) {
   RQD5BitFileInfo info = Canary();
   ASSERT_TRUE(ParseFlashHeader(image, &info));
   EXPECT_EQ(std::string(info.designName, 16), "a design name of");
+}
+
+// What the fuzzer starts from and what it has found: a good header is one whose name says so.
+TEST(FlashHeader, EveryFileOfTheCorpusIsReadOrLeavesTheRecordAlone) {
+  size_t files = 0;
+  for (const auto& entry :
+       std::filesystem::directory_iterator(test::DataPath("corpus/flash_header"))) {
+    std::ifstream file(entry.path(), std::ios::binary);
+    const std::vector<char> text((std::istreambuf_iterator<char>(file)), {});
+    const std::vector<uint8_t> bytes(text.begin(), text.end());
+    const std::string name = entry.path().filename().string();
+    RQD5BitFileInfo info = Canary();
+    const bool good = ParseFlashHeader(bytes, &info);
+    EXPECT_EQ(good, name.rfind("good", 0) == 0) << name;
+    EXPECT_EQ(IsUntouched(info), !good) << name;
+    ++files;
+  }
+  EXPECT_GE(files, 8u);
 }
 
 }  // namespace
