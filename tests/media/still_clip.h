@@ -162,7 +162,7 @@ inline std::vector<uint8_t> PixelsAs(const std::string& path, FourCCCode fourcc,
 }
 
 // Runs a program of the system through the shell, quietly. Returns: its exit code.
-inline int Run(const std::string& command) {
+inline int RunTool(const std::string& command) {
   const int status = system((command + " </dev/null >/dev/null 2>&1").c_str());
   return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
