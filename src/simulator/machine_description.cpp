@@ -2,14 +2,11 @@
 
 #include <unistd.h>
 
-#include <toml++/toml.h>
 #include <algorithm>
 #include <cerrno>
 #include <cmath>
 #include <cstring>
 #include <fstream>
-#include <initializer_list>
-#include <iterator>
 #include <sstream>
 
 #include "base/paths.h"
@@ -19,23 +16,13 @@
 #include "simulator/clip_format.h"
 #include "simulator/input_source.h"
 #include "simulator/output_log.h"
+#include "simulator/toml_table.h"
 
 namespace morvane {
 namespace {
 
 constexpr size_t kMaxCards = 8;
 constexpr char kDefaultFormat[] = "1080i 59.94";
-
-// What is wrong, and where; leaves the parser by way of its one caller.
-struct Refusal {
-  uint32_t line;
-  std::string key;
-  std::string text;
-};
-
-[[noreturn]] void Refuse(const toml::node& at, const std::string& key, const std::string& text) {
-  throw Refusal{static_cast<uint32_t>(at.source().begin.line), key, text};
-}
 
 std::string Quoted(std::string_view text) {
   return "\"" + std::string(text) + "\"";
@@ -48,89 +35,12 @@ std::string PlainName(const BoardRow& row) {
   return name;
 }
 
-// One table of the file, read key by key. Done() refuses what nobody asked for.
-class Table {
- public:
-  Table(const toml::table& table, const std::string& path) : table_(table), path_(path) {}
-
-  [[nodiscard]] std::string KeyPath(std::string_view key) const {
-    return path_.empty() ? std::string(key) : path_ + "." + std::string(key);
-  }
-  [[nodiscard]] const toml::node* Find(const std::string& key) {
-    known_.push_back(key);
-    return table_.get(key);
-  }
-  [[nodiscard]] const toml::table& Node() const { return table_; }
-
-  [[nodiscard]] std::string Text(const std::string& key, const std::string& otherwise) {
-    const toml::node* node = Find(key);
-    if (node == nullptr) return otherwise;
-    const auto value = node->value_exact<std::string>();
-    if (!value) Refuse(*node, KeyPath(key), "a text in quotes is needed here");
-    return *value;
-  }
-  [[nodiscard]] bool Flag(const std::string& key) {
-    const toml::node* node = Find(key);
-    if (node == nullptr) return false;
-    const auto value = node->value_exact<bool>();
-    if (!value) Refuse(*node, KeyPath(key), "true or false is needed here");
-    return *value;
-  }
-  [[nodiscard]] std::optional<int64_t> Number(const std::string& key, int64_t least, int64_t most) {
-    const toml::node* node = Find(key);
-    if (node == nullptr) return std::nullopt;
-    return NumberOf(*node, KeyPath(key), least, most);
-  }
-  [[nodiscard]] std::vector<int64_t> Numbers(const std::string& key, int64_t most) {
-    std::vector<int64_t> numbers;
-    const toml::node* node = Find(key);
-    if (node == nullptr) return numbers;
-    const toml::array* array = node->as_array();
-    if (array == nullptr) Refuse(*node, KeyPath(key), "a list like [10, 20] is needed here");
-    for (const toml::node& item : *array) {
-      numbers.push_back(NumberOf(item, KeyPath(key), 0, most));
-    }
-    return numbers;
-  }
-  // Returns: null when the key is absent.
-  [[nodiscard]] const toml::table* Child(const std::string& key) {
-    const toml::node* node = Find(key);
-    if (node == nullptr) return nullptr;
-    if (!node->is_table()) Refuse(*node, KeyPath(key), "a table is needed here");
-    return node->as_table();
-  }
-
-  static int64_t NumberOf(const toml::node& node, const std::string& key, int64_t least,
-                          int64_t most) {
-    const auto value = node.value_exact<int64_t>();
-    if (!value || *value < least || *value > most) {
-      Refuse(node, key,
-             "a whole number from " + std::to_string(least) + " to " + std::to_string(most) +
-                 " is needed here");
-    }
-    return *value;
-  }
-
-  void Done() const {
-    for (const auto& [key, node] : table_) {
-      if (std::find(known_.begin(), known_.end(), key.str()) != known_.end()) continue;
-      throw Refusal{static_cast<uint32_t>(key.source().begin.line), KeyPath(key.str()),
-                    "unknown key"};
-    }
-  }
-
- private:
-  const toml::table& table_;
-  std::string path_;
-  std::vector<std::string> known_;
-};
-
 class Reader {
  public:
   explicit Reader(const std::string& folder) : folder_(folder) {}
 
   MachineDescription Machine(const toml::table& root) {
-    Table table(root, "");
+    TomlTable table(root, "");
     MachineDescription machine;
     if (const toml::node* node = table.Find("rate")) {
       const auto rate = node->value<double>();
@@ -167,7 +77,7 @@ class Reader {
   }
 
   // A path that will be written to.
-  std::string OutputPath(Table* table, const std::string& key) {
+  std::string OutputPath(TomlTable* table, const std::string& key) {
     const std::string path = Absolute(table->Text(key, ""));
     if (path.empty()) return path;
     const size_t slash = path.rfind('/');
@@ -180,7 +90,7 @@ class Reader {
   }
 
   CardDescription Card(const toml::table& node) {
-    Table table(node, "card");
+    TomlTable table(node, "card");
     CardDescription card;
     card.identity = Identity(&table);
     const BoardRow& board = *FindBoard(card.identity);
@@ -209,14 +119,15 @@ class Reader {
     return card;
   }
 
-  static uint32_t Identity(Table* table) {
+  static uint32_t Identity(TomlTable* table) {
     const toml::node* name = table->Find("board");
     const toml::node* identity = table->Find("identity");
     if (name != nullptr && identity != nullptr) {
       Refuse(*identity, table->KeyPath("identity"), "a card has either a board or an identity");
     }
     if (identity != nullptr) {
-      const int64_t number = Table::NumberOf(*identity, table->KeyPath("identity"), 0, 0xFFFFFFFF);
+      const int64_t number =
+          TomlTable::NumberOf(*identity, table->KeyPath("identity"), 0, 0xFFFFFFFF);
       if (FindBoard(static_cast<uint32_t>(number)) == nullptr) {
         Refuse(*identity, table->KeyPath("identity"), "no board has this identity");
       }
@@ -257,7 +168,7 @@ class Reader {
     }
   }
 
-  static uint32_t Format(Table* table, const std::string& key, const std::string& text) {
+  static uint32_t Format(TomlTable* table, const std::string& key, const std::string& text) {
     for (const VideoFormatRow& row : VideoFormatRows()) {
       if (row.value != 0 && text == row.text) return row.value;
     }
@@ -267,7 +178,7 @@ class Reader {
   }
 
   InputDescription Input(const toml::table& node, const std::string& name) {
-    Table table(node, "card." + name);
+    TomlTable table(node, "card." + name);
     InputDescription input;
     input.connector = name;
     const std::string source = table.Text("source", "none");
@@ -302,12 +213,12 @@ class Reader {
   }
 
   // A key that its source makes no use of would mislead whoever reads the file.
-  static void RefuseStray(Table* table, const std::string& key, bool stray) {
+  static void RefuseStray(TomlTable* table, const std::string& key, bool stray) {
     if (!stray) return;
     Refuse(*table->Node().get(key), table->KeyPath(key), "the source does not use this key");
   }
 
-  static void Clip(Table* table, const std::string& format, InputDescription* input) {
+  static void Clip(TomlTable* table, const std::string& format, InputDescription* input) {
     const std::string key = table->KeyPath("clip");
     const toml::node* at = table->Node().get("clip");
     if (input->clip.empty()) {
@@ -347,7 +258,7 @@ class Reader {
     loops_.push_back({&at, key, card, output});
   }
 
-  static void Timecode(Table* table, InputDescription* input) {
+  static void Timecode(TomlTable* table, InputDescription* input) {
     const toml::node* node = table->Node().get("timecode");
     const std::string text = table->Text("timecode", input->timecode);
     if (text == "none") {
@@ -361,7 +272,7 @@ class Reader {
     input->timecode = text;
   }
 
-  static void Sound(Table* table, InputDescription* input) {
+  static void Sound(TomlTable* table, InputDescription* input) {
     const bool isClip = input->source == SignalSource::kClip;
     const toml::node* node = table->Node().get("audio");
     const std::string text = table->Text("audio", isClip ? "clip" : "tone");
@@ -379,7 +290,7 @@ class Reader {
   }
 
   OutputDescription Output(const toml::table& node, const std::string& name, uint32_t number) {
-    Table table(node, "card." + name);
+    TomlTable table(node, "card." + name);
     OutputDescription output;
     output.number = number;
     output.log = OutputPath(&table, "log");
@@ -394,7 +305,7 @@ class Reader {
 
   static FaultDescription Faults(const toml::table& node) {
     constexpr int64_t kMost = 1LL << 40;
-    Table table(node, "card.faults");
+    TomlTable table(node, "card.faults");
     FaultDescription faults;
     faults.dropAt = table.Numbers("drop_at", kMost);
     if (const toml::node* stall = table.Find("stall_transfer")) {
@@ -402,7 +313,7 @@ class Reader {
         if (!item.is_table()) {
           Refuse(item, "card.faults.stall_transfer", "{frame = 10, ms = 200} is needed here");
         }
-        Table entry(*item.as_table(), "card.faults.stall_transfer");
+        TomlTable entry(*item.as_table(), "card.faults.stall_transfer");
         FaultDescription::Stall made;
         made.frame = entry.Number("frame", 0, kMost).value_or(0);
         made.milliseconds = entry.Number("ms", 0, 3600000).value_or(0);
@@ -426,7 +337,7 @@ class Reader {
         }
       } else {
         faults.refuseRegister.push_back(static_cast<uint32_t>(
-            Table::NumberOf(*node_, table.KeyPath("refuse_register"), 0, 0xFFFFFFFF)));
+            TomlTable::NumberOf(*node_, table.KeyPath("refuse_register"), 0, 0xFFFFFFFF)));
       }
     }
     table.Done();
