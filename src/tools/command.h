@@ -42,6 +42,8 @@ void EndProgress();
 
 // Each adds one command (or family) to the tool.
 void AddBoardsCommand(CLI::App& app, CommandContext& context);
+void AddBoardCommand(CLI::App& app, CommandContext& context);
+void AddPatternCommand(CLI::App& app, CommandContext& context);
 void AddStatusCommand(CLI::App& app, CommandContext& context);
 void AddInfoCommand(CLI::App& app, CommandContext& context);
 void AddFramehashCommand(CLI::App& app, CommandContext& context);

@@ -31,7 +31,9 @@ int RunCommandLine(int argc, char** argv) {
       ->type_name("FILE");
   app.add_flag("--json", context.json, "Print one JSON document on standard output");
   morvane::tools::AddBoardsCommand(app, context);
+  morvane::tools::AddBoardCommand(app, context);
   morvane::tools::AddStatusCommand(app, context);
+  morvane::tools::AddPatternCommand(app, context);
   morvane::tools::AddInfoCommand(app, context);
   morvane::tools::AddFramehashCommand(app, context);
   morvane::tools::AddCaptureCommand(app, context);
