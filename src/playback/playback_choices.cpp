@@ -1,10 +1,17 @@
 #include <algorithm>
 
+#include "base/paths.h"
 #include "playback/engine_choice.h"
 #include "playback/playback_job.h"
 
 // The user's choices.
 namespace morvane {
+namespace {
+
+constexpr int32_t kMostHandles = 60;         // frames
+constexpr int32_t kMostTimecodeOffset = 30;  // frames
+
+}  // namespace
 
 NxErr PlaybackEngine::SetRangeType(uint32_t type) {
   return Choose([&] {
@@ -76,6 +83,76 @@ NxErr PlaybackEngine::SetTimeBaseDisplay(uint32_t base) {
   return Choose([&] {
     if (base > static_cast<uint32_t>(TimeBaseDisplay::DropFrame)) return NxErrFailure;
     settings_.timeBaseDisplay = base;
+    return NxErrSuccess;
+  });
+}
+
+NxErr PlaybackEngine::SetAudioAutoSearch(bool on) {
+  return Choose([&] {
+    settings_.audioAutoSearch = on ? 1 : 0;
+    return NxErrSuccess;
+  });
+}
+
+NxErr PlaybackEngine::SetEnforceAlignment(bool on) {
+  return Choose([&] {
+    settings_.enforceAlignment = on ? 1 : 0;
+    return NxErrSuccess;
+  });
+}
+
+NxErr PlaybackEngine::SetVideoDirectory(const std::string& utf8) {
+  return Choose([&] {
+    std::u16string wide;
+    if (!Utf8ToUtf16(utf8, &wide)) return NxErrFailure;
+    settings_.videoDirectory.Set(wide);
+    return NxErrSuccess;
+  });
+}
+
+NxErr PlaybackEngine::SetAudioDirectory(const std::string& utf8) {
+  return Choose([&] {
+    std::u16string wide;
+    if (!Utf8ToUtf16(utf8, &wide)) return NxErrFailure;
+    settings_.audioDirectory.Set(wide);
+    return NxErrSuccess;
+  });
+}
+
+NxErr PlaybackEngine::SetHandles(int32_t frames) {
+  return Choose([&] {
+    settings_.handles = std::clamp(frames, 0, kMostHandles);
+    return NxErrSuccess;
+  });
+}
+
+NxErr PlaybackEngine::SetTimecodeOffset(int32_t frames) {
+  return Choose([&] {
+    settings_.tcOffsetOut = std::clamp(frames, -kMostTimecodeOffset, kMostTimecodeOffset);
+    return NxErrSuccess;
+  });
+}
+
+NxErr PlaybackEngine::SetPrintType(uint32_t type) {
+  return Choose([&] {
+    if (type > static_cast<uint32_t>(PrintType::Blacken)) return NxErrFailure;
+    settings_.printType = type;
+    return NxErrSuccess;
+  });
+}
+
+NxErr PlaybackEngine::SetDisplayType(uint32_t type) {
+  return Choose([&] {
+    if (type > 1) return NxErrFailure;
+    settings_.displayType = type;
+    return NxErrSuccess;
+  });
+}
+
+NxErr PlaybackEngine::SetDisplaySize(uint32_t index) {
+  return Choose([&] {
+    if (index > 8) return NxErrFailure;
+    settings_.displaySize = index;
     return NxErrSuccess;
   });
 }

@@ -105,8 +105,17 @@ class PlaybackEngine {
   NxErr SetPosition(int32_t frame);   // where the next play starts; -2 outside the timeline
   NxErr SetVideoEnable(bool on);
   NxErr SetTrackEnable(int32_t track, bool on);
-  NxErr SetAudioVarispeed(bool on);          // sound at speeds other than 1
-  NxErr SetTimeBaseDisplay(uint32_t base);   // TimeBaseDisplay; also decides on drop frame in RP188
+  NxErr SetAudioVarispeed(bool on);         // sound at speeds other than 1
+  NxErr SetTimeBaseDisplay(uint32_t base);  // TimeBaseDisplay; also decides on drop frame in RP188
+  NxErr SetAudioAutoSearch(bool on);        // a clip's sound is looked for beside it
+  NxErr SetEnforceAlignment(bool on);       // the file leaves pictures where the buffer begins
+  NxErr SetVideoDirectory(const std::string& utf8);
+  NxErr SetAudioDirectory(const std::string& utf8);
+  NxErr SetHandles(int32_t frames);          // clamped to 0 .. 60
+  NxErr SetTimecodeOffset(int32_t frames);   // clamped to -30 .. 30
+  NxErr SetPrintType(uint32_t type);         // PrintType; above 3: -2
+  NxErr SetDisplayType(uint32_t type);       // above 1: -2
+  NxErr SetDisplaySize(uint32_t index);      // above 8: -2
   NxErr SetBars(bool on, uint32_t seconds);  // seconds above 120 are ignored here and below
   NxErr SetToneLevel(uint32_t percent);      // 0 to 100
   NxErr SetLeader(bool on, uint32_t seconds);

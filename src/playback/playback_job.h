@@ -61,6 +61,7 @@ struct PlaybackJob {
   bool pacedByPreview = true;
   // Of the clip.
   ReadFormat read;
+  bool enforceAlignment = false;
   uint32_t padBytes = 0;    // from the card's frame to the picture
   uint32_t extraBytes = 0;  // by which the card's frame exceeds the picture
   // Of the sound.

@@ -75,6 +75,7 @@ void PlaybackEngine::PlanBars() {
   raster.standard = row != nullptr ? row->standard : Standard1080;
   raster.frameBufferFormat = FrameBuffer8BitArgb;
   raster.wide2K = row != nullptr && row->geometry == Geometry2048x1080;
+  if (bars_ != nullptr && bars_->Bytes() == bytes) return;  // bars look alike in all standards
   auto frame = std::make_shared<PageBuffer>();
   bars_.reset();
   // Without memory or a drawing the bars play black.

@@ -50,6 +50,7 @@ NxErr PlaybackEngine::Play(double speed, PictureSink* sink, int32_t mode) {
   if (result == NxErrSuccess) {
     launched_.Set(1);
   } else {
+    still_ = false;
     Arm();
   }
   return result;
@@ -97,6 +98,7 @@ void PlaybackEngine::FillJob(double speed, PictureSink* sink) {
   job.hasVideo = hasVideo_;
   job.hasAudio = hasAudio_;
   job.read = read_;
+  job.enforceAlignment = settings_.enforceAlignment != 0;
   position_ = job.bounds.first;
   job.currentFrame.Set(position_);
   job.audioFrame.Set(position_);

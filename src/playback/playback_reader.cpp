@@ -72,6 +72,7 @@ class ReaderRun {
     request.orientation = job_.read.orientation;
     request.color.matrix = job_.read.colorMatrix;
     request.frame = clipFrame;
+    request.external = job_.enforceAlignment ? 1 : 0;
     request.buffer = slot->buffer + job_.padBytes;
     request.bufferBytes = static_cast<int32_t>(slot->capacity - job_.padBytes);
     if (job_.clip->ReadImage(&request) != NxErrSuccess) return false;

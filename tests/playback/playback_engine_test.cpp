@@ -1,9 +1,11 @@
 #include "playback/playback_engine.h"
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <cmath>
 #include <filesystem>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -269,6 +271,12 @@ uint32_t RingState(PlaybackEngine& engine) {
   return status.state;
 }
 
+uint32_t CardDrops(PlaybackEngine& engine) {
+  RQD5AutoCirculateStatus status = {};
+  (void)engine.Session().GetAutoCirculate(engine.Session().GetSessionChannel(), &status);
+  return status.framesDropped;
+}
+
 TEST_F(PlaybackEngineTest, StopBeforeAutoCirculateStartsLeavesTheCardIdle) {
   // The first transfer takes so long that the card cannot have started.
   ASSERT_NO_FATAL_FAILURE(Begin(Machine("stall_transfer = [{frame = 0, ms = 300}]\n")));
@@ -396,6 +404,78 @@ TEST_F(PlaybackEngineTest, MarksKeepTheirOrderAndLieInTheTimeline) {
   EXPECT_EQ(0U, engine_->Settings().leaderSeconds);
   EXPECT_EQ(9, engine_->OutPoint());  // the plan puts the marks back
   EXPECT_EQ(0, engine_->InPoint());
+}
+
+TEST_F(PlaybackEngineTest, ChoicesAreClampedOrRefused) {
+  ASSERT_NO_FATAL_FAILURE(Begin());
+  const PlaybackSettings& settings = engine_->Settings();
+  EXPECT_EQ(NxErrSuccess, engine_->SetHandles(61));
+  EXPECT_EQ(60, settings.handles);
+  EXPECT_EQ(NxErrSuccess, engine_->SetHandles(-1));
+  EXPECT_EQ(0, settings.handles);
+  EXPECT_EQ(NxErrSuccess, engine_->SetTimecodeOffset(-31));
+  EXPECT_EQ(-30, settings.tcOffsetOut);
+  EXPECT_EQ(NxErrSuccess, engine_->SetTimecodeOffset(31));
+  EXPECT_EQ(30, settings.tcOffsetOut);
+  EXPECT_EQ(NxErrFailure, engine_->SetPrintType(4));
+  EXPECT_EQ(NxErrFailure, engine_->SetDisplayType(2));
+  EXPECT_EQ(NxErrFailure, engine_->SetDisplaySize(9));
+  EXPECT_EQ(NxErrFailure, engine_->SetDisplayToDesktop(4));
+  EXPECT_EQ(NxErrFailure, engine_->SetDisplaySpeed(3));
+  EXPECT_EQ(NxErrFailure, engine_->SetToneLevel(101));
+  EXPECT_EQ(NxErrFailure, engine_->SetTrackEnable(16, true));
+  EXPECT_EQ(NxErrFailure, engine_->SetAudioDirectory("\xff"));
+  EXPECT_EQ(1U, settings.displayToDesktop);
+  EXPECT_EQ(25U, settings.toneLevel);
+}
+
+TEST_F(PlaybackEngineTest, SettingsOutliveAnEngineThatKeepsThem) {
+  ASSERT_NO_FATAL_FAILURE(BuildMachine(Machine()));
+  for (const PlaybackStore store : {PlaybackStore::Keep, PlaybackStore::Ignore}) {
+    engine_ = std::make_unique<PlaybackEngine>();
+    ASSERT_EQ(NxErrSuccess, engine_->Open(board_, store));
+    ASSERT_EQ(NxErrSuccess, engine_->Activate());
+    ASSERT_EQ(NxErrSuccess, engine_->SetHandles(store == PlaybackStore::Keep ? 17 : 44));
+    ASSERT_EQ(NxErrSuccess, engine_->Close());
+  }
+  ASSERT_EQ(NxErrSuccess, engine_->Open(board_, PlaybackStore::Keep));
+  EXPECT_EQ(17, engine_->Settings().handles);
+  EXPECT_EQ(NxErrSuccess, engine_->Close());
+  EXPECT_EQ(NxErrFailure, engine_->Close());
+}
+
+TEST_F(PlaybackEngineTest, EnforcedAlignmentPlaysTheSamePictures) {
+  ASSERT_NO_FATAL_FAILURE(Begin());
+  ASSERT_EQ(NxErrSuccess, engine_->SetEnforceAlignment(true));
+  ASSERT_NO_FATAL_FAILURE(OpenNoise(6));
+  ASSERT_NO_FATAL_FAILURE(PlayToEnd(1));
+  EXPECT_EQ(Count(0, 5), FramesOut());
+  ExpectPictures();
+}
+
+// A transfer that never comes back. The process cannot end normally any more, so it is one of its
+// own.
+TEST_F(PlaybackEngineTest, AThreadThatDoesNotEndIsLeftBehindWithAllItCanTouch) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  const auto scenario = [&] {
+    Begin(Machine("stall_transfer = {frame = 30, ms = 60000}\n"));
+    OpenNoise(50, 0);
+    EXPECT_EQ(NxErrSuccess, engine_->Play(1, nullptr));
+    WaitUntil([&] { return CardDrops(*engine_) > 0; });  // the transfer hangs
+    EXPECT_EQ(NxErrSuccess, engine_->Stop(false));
+    EXPECT_TRUE(NxAnyThreadAbandoned());
+    EXPECT_FALSE(engine_->IsPlaying());
+    EXPECT_FALSE(engine_->HasClip());  // it may still be in use
+    EXPECT_EQ(1U, ChannelMode(*engine_));
+    EXPECT_EQ(NxErrSuccess, engine_->Play(1, nullptr));
+    EXPECT_FALSE(engine_->IsPlaying());
+    EXPECT_EQ(NxErrSuccess, engine_->Close());
+    const bool good = !HasFailure();
+    std::error_code ignored;
+    std::filesystem::remove_all(test::PrivateFolder(), ignored);
+    _exit(good ? 0 : 1);
+  };
+  EXPECT_EXIT(scenario(), ::testing::ExitedWithCode(0), "");
 }
 
 }  // namespace
