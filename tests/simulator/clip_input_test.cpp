@@ -178,6 +178,47 @@ TEST(ClipInput, EachCaptureBeginsWithTheFirstFrame) {
   }
 }
 
+TEST(ClipInput, AnInputThatNobodyCapturesIsSeenInItsInputFrame) {
+  const std::string folder = test::FreshFolder("clip");
+  const std::string movie = test::MakeMovie(folder, "a.mov", {720, 576, "25", 40, "uyvy"});
+  ASSERT_FALSE(movie.empty());
+  const std::vector<uint8_t> wanted = test::DecodePictures(movie, "uyvy422");
+  const uint32_t bytes = 720 * 576 * 2;
+  ManualClock clock;
+  FrameStepper step(&clock, 25000, 1000);
+  SimulatedDriver driver(ElmWithClip(movie));
+  PortClient card(&driver, BOARDTYPE_OEM2K);
+  card.SetFormat(37);
+  card.SetFrameBufferFormat(1, FrameBuffer8BitUyvy);
+  std::vector<uint8_t> seen(bytes);
+  const auto look = [&] {
+    EXPECT_TRUE(card.Dma(1, true, 3, seen.data(), bytes));
+    for (int i = 0; i < 40; ++i) {
+      if (std::memcmp(seen.data(), wanted.data() + static_cast<size_t>(i) * bytes, bytes) == 0) {
+        return i;
+      }
+    }
+    return -1;
+  };
+  card.Write(3, 3);
+  EXPECT_EQ(look(), -1);   // the channel is an output yet
+  card.Write(1, 1, 1, 0);  // input from here on
+  EXPECT_EQ(look(), 0);
+  step.Step(2);
+  EXPECT_EQ(look(), 2);
+  EXPECT_EQ(look(), 2);
+  step.Step(500);  // nobody looked for a while: the clip goes on where it was
+  EXPECT_EQ(look(), 3);
+  ASSERT_TRUE(card.Init(kIn, 0, 30));
+  ASSERT_TRUE(card.Control(ACStart, kIn));
+  step.Step(2);
+  PortClient::Frame frame;
+  frame.channelSpec = kIn;
+  frame.video.resize(bytes);
+  ASSERT_TRUE(card.Transfer(&frame));
+  EXPECT_EQ(std::memcmp(frame.video.data(), wanted.data(), bytes), 0);
+}
+
 TEST(ClipInput, AMovieOfAnotherCodecIsBroughtToTheSignal) {
   const std::string folder = test::FreshFolder("clip");
   const std::string movie = test::MakeMovie(folder, "a.avi", {720, 576, "25", 4, "huffyuv"});
