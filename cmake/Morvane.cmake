@@ -61,6 +61,8 @@ function(morvane_test name)
   set_target_properties(${name} PROPERTIES
     RUNTIME_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/tests")
   target_link_libraries(${name} PRIVATE test_support GTest::gmock ${ARG_DEPS})
+  # What is tested is built as users get it; the tests themselves need not cost as much.
+  target_compile_options(${name} PRIVATE $<$<CONFIG:Release>:-O1>)
   # tests_LABEL builds just the programs of a label (a sanitizer run needs no others).
   foreach(label IN LISTS ARG_LABELS)
     if(NOT TARGET tests_${label})

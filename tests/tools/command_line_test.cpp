@@ -57,6 +57,21 @@ TEST(CommandLine, BoardsListsTheScan) {
   EXPECT_EQ(boards[1]["hdmiInputs"], 1);
 }
 
+TEST(CommandLine, BoardTellsWhatTheBoardOffers) {
+  const std::string folder = FreshFolder("line");
+  const ToolRun run = RunTool(folder, "board 0 --json");
+  ASSERT_EQ(run.exitCode, 0) << run.err;
+  const Json board = Json::parse(run.out);
+  EXPECT_EQ(board["families"].size(), 17U);
+  const Json& formats = board["families"]["VideoFormat"];
+  EXPECT_EQ(formats["items"].size(), 33U);
+  EXPECT_EQ(formats["default"], "1920x1080 @ 29.97i");
+  EXPECT_EQ(formats["items"][32], "2048x1556 @ 14.98sF");
+  EXPECT_EQ(board["capabilities"]["keyer"], true);
+  EXPECT_EQ(board["capabilities"]["input3G"], false);
+  EXPECT_EQ(RunTool(folder, "board 1").exitCode, 1);
+}
+
 TEST(CommandLine, StatusTellsInputReferenceAndOutput) {
   const std::string folder = FreshFolder("line");
   WriteFile(folder + "/m.toml",
