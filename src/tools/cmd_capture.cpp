@@ -197,12 +197,24 @@ void TellDiskTime(const CaptureEngine& engine, const Folders& folders) {
   tell("sound", folders.audio, sound);
 }
 
+// Says once that nothing is written because the input carries no timecode, and what to do.
+void TellTimecodeIsAwaited(const CaptureEngine& engine, bool* told) {
+  if (*told || !engine.AwaitsTimecode()) return;
+  EndProgress();
+  std::fprintf(stderr,
+               "The job begins with the first frame that carries timecode, and the input carries "
+               "none; --timecode-input chooses another (see morvanectl board).\n");
+  *told = true;
+}
+
 // Runs the queued job to its end. Returns: seconds that it took.
 double RunJob(CaptureEngine& engine) {
   const auto start = std::chrono::steady_clock::now();
+  bool told = false;
   for (uint32_t round = 0; !engine.HasEnded() && !StopAsked(); ++round) {
     engine.PreviewRound(nullptr);
     if (round % kRoundsPerDraw == 0) {
+      if (round > 0) TellTimecodeIsAwaited(engine, &told);
       DrawProgress("captured " + engine.FramesCapturedText() + "  dropped " +
                    std::to_string(engine.FramesDropped()));
     }
