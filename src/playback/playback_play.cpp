@@ -14,8 +14,8 @@ namespace {
 
 constexpr int32_t kPlainPlay = 0;
 constexpr uint32_t kLeastFrameCount = 6;  // slots without which a card cannot circulate
-constexpr uint32_t kFramesKeptBack = 4;   // of the card's slots: sound, overlay, still and spare
-// How many frames may wait on the board whose memory says nothing of it.
+constexpr uint32_t kLastSlotBack = 4;     // behind the ring: the overlay's slot, then the sound's
+// On this board fewer frames may wait than its ring has slots.
 constexpr uint32_t kBoardWithFixedLevel = BoardMaple;
 constexpr int32_t kFixedLevel = 9;
 // On this board the ring is freed by the transfer, unless the desktop shows the play.
@@ -159,7 +159,7 @@ bool PlaybackEngine::InitCirculation() {
   if (!session_->GetFrameGeometry(&geometry)) return false;
   const uint32_t frames = FrameCount(session_->GetBoardID(), geometry, job.read.cardLayout);
   if (frames < kLeastFrameCount) return false;
-  const auto last = static_cast<int32_t>(frames - kFramesKeptBack);
+  const auto last = static_cast<int32_t>(frames - kLastSlotBack);
   job.levelLimit = session_->BoardID() == kBoardWithFixedLevel ? kFixedLevel : last;
   // A ring that a crash left running would refuse to be initialised.
   RQD5AutoCirculateStatus status = {};

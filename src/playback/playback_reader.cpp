@@ -156,8 +156,6 @@ class ReaderRun {
     }
   }
 
-  static constexpr uint32_t kBgraLayout = 2;
-
   PlaybackJob& job_;
   PlayPace pace_;
   int32_t frame_ = 0;
