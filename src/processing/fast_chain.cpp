@@ -230,6 +230,27 @@ bool IsUsual(const NxColorContext& c) {
          c.cOffR == c.cOffB && c.cOffR == c.cOffG1 && c.cOffR == c.cOffG2;
 }
 
+bool IsWithin(double x, double size) {
+  return std::fabs(x) <= size;
+}
+
+// Coefficients that keep the quick routines' error below their doubt: no larger than those of the
+// matrices that we make, with some room.
+bool IsQuickToRgb(const NxColorContext& c, const PixelFormat& from) {
+  const double scale = from.pixelClass == PixelClass::kYuv10 ? 4.0 : 1.0;
+  return IsWithin(c.yGainG, 1.25) && IsWithin(c.crToR, 2.25) && IsWithin(c.cbToB, 2.25) &&
+         IsWithin(c.crToG, 1.0) && IsWithin(c.cbToG, 1.0) && IsWithin(c.yOffG, 32 * scale) &&
+         IsWithin(c.yOffR, 32 * scale) && c.cOffR == 128 * scale;
+}
+
+bool IsQuickToYuv(const NxColorContext& c, double scale) {
+  return IsWithin(c.yR, 1.0) && IsWithin(c.yG, 1.0) && IsWithin(c.yB, 1.0) &&
+         IsWithin(c.cbR, 1.0) && IsWithin(c.cbG, 1.0) && IsWithin(c.cbB, 1.0) &&
+         IsWithin(c.crR, 1.0) && IsWithin(c.crG, 1.0) && IsWithin(c.crB, 1.0) &&
+         IsWithin(c.yOff * scale, 128) && IsWithin(c.cbOff * scale, 512) &&
+         IsWithin(c.crOff * scale, 512);
+}
+
 bool YuvToRgb(const LineJob& job, ChainBuilder* chain) {
   const NxColorContext& c = job.color;
   const PixelFormat& to = *job.dst;
@@ -239,7 +260,8 @@ bool YuvToRgb(const LineJob& job, ChainBuilder* chain) {
   if (!IsUsual(c) || (words && !to40 && !WordOrderOf(to, &order))) return false;
   const PairOrder from = PairOrderOf(*job.src);
   if (from == PairOrder::kWide) chain->Add(V210ToWideStep());
-  StepParams& p = chain->Add(YuvToRgbStep(from, words, c.yOffR != c.yOffB));
+  StepParams& p =
+      chain->Add(YuvToRgbStep(from, {words, c.yOffR != c.yOffB, IsQuickToRgb(c, *job.src)}));
   // A quarter of every factor instead of a quarter of the sum: exact, as a power of two.
   const double scale = from == PairOrder::kWide && !words ? 0.25 : 1.0;
   p.k[kYGain] = c.yGainG * scale;
@@ -283,13 +305,13 @@ bool RgbToYuv(const LineJob& job, ChainBuilder* chain) {
     return false;
   }
   const PairOrder to = PairOrderOf(*job.dst);
-  StepParams& p = chain->Add(RgbToYuvStep(input, to));
+  const double s = RgbToYuvScale(from, *job.dst);
+  StepParams& p = chain->Add(RgbToYuvStep(input, to, IsQuickToYuv(c, s)));
   const YuvClips clips = ClipsOf(c, *job.dst);
   p.low = clips.low;
   p.highLuma = clips.highLuma;
   p.highChroma = clips.highChroma;
   // The scale, and the quarter of the chroma filter, are powers of two and go into the factors.
-  const double s = RgbToYuvScale(from, *job.dst);
   for (int i = 0; i < kTerms; ++i) p.k[i] = terms[i] * (i <= kYAdd ? s : 0.25 * s);
   if (to == PairOrder::kWide) chain->Add(WideToV210Step());
   return true;

@@ -51,9 +51,8 @@ struct StepParams {
 
 // Where a line stands between two blocks.
 struct LineState {
-  bool first = true;   // no pair was converted yet
-  double carryCb = 0;  // chroma of the pixel to the left
-  double carryCr = 0;
+  bool first = true;       // no pair was converted yet
+  uint32_t left[3] = {};   // R, G, B of the pixel to the left
   size_t pixelsAfter = 0;  // source pixels behind this block
 };
 
@@ -83,8 +82,14 @@ enum class RgbInput : uint8_t { kBgra, kHighWord, kWidePlanes };
 [[nodiscard]] StepRoutine V210ToBytesStep(PairOrder to);  // 8-bit 4:2:2
 [[nodiscard]] StepRoutine V210ToWideStep();
 [[nodiscard]] StepRoutine WideToV210Step();
-// `words`: to high words instead of bgrA; `ownRed`: the red row has a luma offset of its own.
-[[nodiscard]] StepRoutine YuvToRgbStep(PairOrder from, bool words, bool ownRed);
-[[nodiscard]] StepRoutine RgbToYuvStep(RgbInput from, PairOrder to);
+// `quick` routines work in floats and do again in doubles what may have been rounded wrongly; they
+// give the bits of the others, but take only coefficients of the usual sizes.
+struct YuvToRgbKind {
+  bool words;   // to high words instead of bgrA
+  bool ownRed;  // the red row has a luma offset of its own
+  bool quick;
+};
+[[nodiscard]] StepRoutine YuvToRgbStep(PairOrder from, const YuvToRgbKind& kind);
+[[nodiscard]] StepRoutine RgbToYuvStep(RgbInput from, PairOrder to, bool quick);
 
 }  // namespace morvane
