@@ -64,7 +64,7 @@ NxErr MakeLineJob(FourCCCode srcFourcc, int32_t srcWidth, FourCCCode dstFourcc, 
     job->shape = ShapeOf(*job->src, srcWidth, *job->dst, dstWidth, contextWidth, stretch);
   }
   job->run = PlainRoutine(job->path);
-  if (!reference) PickFastRoutine(job);
+  if (!reference && !PickFastRoutine(job)) PickScaledRoutine(job);
   return NxErrSuccess;
 }
 

@@ -59,13 +59,6 @@ Chroma ChromaAt(const LineJob& job, const uint8_t* src, int32_t x) {
           (static_cast<double>(pair.cr) + next.cr) / 2};
 }
 
-// Source pixel for written pixel `i`, held to whole pairs.
-int32_t SourcePairPixel(const LineShape& shape, int32_t i) {
-  const int32_t pixel = SourcePixel(shape, i);
-  const int32_t whole = shape.srcWidth / 2 * 2;
-  return pixel < whole ? pixel : whole - 1;
-}
-
 void YuvToRgb(const LineJob& job, const uint8_t* src, uint8_t* dst) {
   const LineShape& shape = job.shape;
   uint8_t* to = dst + static_cast<int64_t>(shape.dstStart) * job.dst->bytesPerGroup;

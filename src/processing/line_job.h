@@ -1,9 +1,11 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 
 #include "processing/convert.h"
 #include "processing/fast_chain.h"
+#include "processing/fast_scaled.h"
 #include "processing/pixel_format.h"
 
 // One prepared line conversion: everything that is the same for all lines of an image.
@@ -36,8 +38,9 @@ struct LineJob {
   LinePath path = LinePath::kNothing;
   LineShape shape;
   NxColorContext color;
-  LineRoutine run = nullptr;  // picked once
-  FastChain chain;            // for the vector routines
+  LineRoutine run = nullptr;                 // picked once
+  FastChain chain;                           // for the vector routines
+  std::shared_ptr<const ScaledLine> scaled;  // when pixels are picked by position
 };
 
 // Prepares the conversion of lines of `srcWidth` pixels to lines of `dstWidth`, and picks the
@@ -56,6 +59,13 @@ struct LineJob {
   const double at = static_cast<double>(shape.srcWidth) * i / shape.scaledWidth + 0.5;
   const int32_t pixel = static_cast<int32_t>(at);
   return pixel < shape.srcWidth ? pixel : shape.srcWidth - 1;
+}
+
+// The same for a 4:2:2 source, held to whole pairs.
+[[nodiscard]] inline int32_t SourcePairPixel(const LineShape& shape, int32_t i) {
+  const int32_t pixel = SourcePixel(shape, i);
+  const int32_t whole = shape.srcWidth / 2 * 2;
+  return pixel < whole ? pixel : whole - 1;
 }
 
 // The same between RGB formats, where the position counts bytes and a part of a pixel is rounded

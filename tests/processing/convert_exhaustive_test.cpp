@@ -6,13 +6,16 @@
 namespace morvane {
 namespace {
 
-TEST(ConvertExhaustive, AllHalfStepChromaToBgra) {
-  test::CheckHalfSteps(1);
+class ConvertExhaustive : public testing::TestWithParam<int32_t> {};
+INSTANTIATE_TEST_SUITE_P(Matrices, ConvertExhaustive, testing::Range(0, 6));
+
+TEST_P(ConvertExhaustive, AllHalfStepChromaToBgra) {
+  test::CheckHalfSteps(GetParam(), 1);
 }
-TEST(ConvertExhaustive, AllColoursToYuv) {
+TEST(ConvertAll, AllColoursToYuv) {
   test::CheckColours(1);
 }
-TEST(ConvertExhaustive, ManyRandomLines) {
+TEST(ConvertAll, ManyRandomLines) {
   test::CheckRandomLines(2000);
 }
 

@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <random>
+#include <vector>
 
 #include "convert_helpers.h"
 #include "guarded_buffer.h"
@@ -81,13 +83,28 @@ void ComparePair(const PixelFormat& from, const PixelFormat& to, const Options& 
   }
 }
 
+// One code for each way that conversions treat a format; the others differ by name only.
+const std::vector<PixelFormat>& Representatives() {
+  static const std::vector<PixelFormat> formats = [] {
+    std::vector<PixelFormat> chosen;
+    for (const PixelFormat& f : PixelFormats()) {
+      const bool known = std::any_of(chosen.begin(), chosen.end(), [&f](const PixelFormat& c) {
+        return c.layout == f.layout && c.max == f.max && c.code != FourCC("bgrA");
+      });
+      if (!known) chosen.push_back(f);
+    }
+    return chosen;
+  }();
+  return formats;
+}
+
 class ConvertPairs : public testing::TestWithParam<int32_t> {};
 INSTANTIATE_TEST_SUITE_P(Formats, ConvertPairs,
-                         testing::Range(0, static_cast<int32_t>(PixelFormats().size())),
+                         testing::Range(0, static_cast<int32_t>(Representatives().size())),
                          [](const auto& row) {
                            std::string name;
-                           for (const char c :
-                                FourCCText(PixelFormats()[static_cast<size_t>(row.param)].code)) {
+                           for (const char c : FourCCText(
+                                    Representatives()[static_cast<size_t>(row.param)].code)) {
                              name += c == ' ' ? '_' : c;
                            }
                            return name;
@@ -95,8 +112,8 @@ INSTANTIATE_TEST_SUITE_P(Formats, ConvertPairs,
 
 TEST_P(ConvertPairs, PickedRoutineIsThePlainOneAndStaysInside) {
   std::mt19937 random(static_cast<uint32_t>(GetParam()) + 1);
-  const PixelFormat& from = PixelFormats()[static_cast<size_t>(GetParam())];
-  for (const PixelFormat& to : PixelFormats()) {
+  const PixelFormat& from = Representatives()[static_cast<size_t>(GetParam())];
+  for (const PixelFormat& to : Representatives()) {
     Options o;
     for (const int32_t width : kWidths) {
       o.width = width;
@@ -115,10 +132,11 @@ TEST_P(ConvertPairs, PickedRoutineIsThePlainOneAndStaysInside) {
 TEST(ConvertSizes, SizesThatDifferStayInside) {
   std::mt19937 random(5);
   const uint32_t fill = 0xFF4080C0;
-  const int32_t sizes[][4] = {{7, 3, 13, 5}, {13, 5, 7, 3}, {9, 9, 20, 4}, {20, 4, 9, 9},
-                              {1, 1, 6, 7},  {6, 7, 1, 1},  {33, 2, 66, 4}};
-  for (const PixelFormat& from : PixelFormats()) {
-    for (const PixelFormat& to : PixelFormats()) {
+  const int32_t sizes[][4] = {{7, 3, 13, 5},  {13, 5, 7, 3},    {9, 9, 20, 4},
+                              {20, 4, 9, 9},  {1, 1, 6, 7},     {6, 7, 1, 1},
+                              {33, 2, 66, 4}, {900, 3, 401, 2}, {401, 2, 900, 3}};
+  for (const PixelFormat& from : Representatives()) {
+    for (const PixelFormat& to : Representatives()) {
       for (const auto& s : sizes) {
         for (int32_t kind = 0; kind < 4; ++kind) {
           const int32_t srcPitch = PixelLineBytes(from.code, s[0]);

@@ -34,8 +34,8 @@ class LineUnderTest {
   Bytes wanted_, got_;
 };
 
-// 8-bit 4:2:2 to RGB: all luma with all chroma in half steps, in each matrix.
-void CheckHalfSteps(uint32_t step);
+// 8-bit 4:2:2 to RGB: all luma with all chroma in half steps.
+void CheckHalfSteps(int32_t matrix, uint32_t step);
 // RGB to 8-bit and 10-bit 4:2:2: all colours, beside their like and beside others.
 void CheckColours(uint32_t step);
 // Wider inputs: lines of random values, many of them at the ends.
