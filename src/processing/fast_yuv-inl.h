@@ -5,13 +5,14 @@
 // of two (the mean of two pixels, the scale between 8 and 10 bits) are moved into the
 // coefficients; that changes no rounding. No fused operation stands there.
 //
-// The quick form works in floats, in any order and with fused operations, and is off by less than
-// `kDoubt...` from the formula. A result that lies nearer than that to the middle between two whole
-// numbers may be rounded to the wrong one, so a vector with any such lane is done again in the
-// exact form; about one vector in a hundred is. The error: up to four roundings of numbers below
-// 600 (8 bits: half a step of 2^-14 each) and as many coefficients off by 2^-25 of their products
-// (below 300) give 1.6e-4 where 1/4096 is 2.4e-4. Results of 10 bits are four times as large, and
-// so is their doubt. The coefficients are held to what this takes where the routine is picked.
+// The quick form works in floats, in any order and with fused operations, and is off from the
+// formula by less than kDoubt8 (kDoubt10 for results of 10 bits). A result that lies nearer than
+// that to the middle between two whole numbers may be rounded to the wrong one, so a vector with
+// any such lane is done again in the exact form; that is one in twenty or fewer. The error for 8
+// bits: up to four roundings of numbers below 1024 (3.1e-5 each) and as many coefficients that are
+// off by 2^-25 of products below 300 (9e-6 each) make 1.6e-4, where 1/4096 is 2.4e-4. Results of 10
+// bits are four times as large, and so is their doubt. Coefficients outside of these sizes take
+// the exact form (fast_chain.cpp).
 #if defined(MORVANE_FAST_YUV_INL_H_) == defined(HWY_TARGET_TOGGLE)
 #ifdef MORVANE_FAST_YUV_INL_H_
 #undef MORVANE_FAST_YUV_INL_H_
