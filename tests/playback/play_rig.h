@@ -21,6 +21,8 @@
 #include "simulator/simulated_machine.h"
 #include "support/test_environment.h"
 
+// Fields of packed records are taken by value in the tests' comparisons: +settings.handles.
+//
 // A simulated machine with one card whose output is logged, and a playback engine on it.
 namespace morvane::test {
 

@@ -277,7 +277,7 @@ TEST_F(PlaybackEngineTest, SettingsOutliveAnEngineThatKeepsThem) {
     ASSERT_EQ(NxErrSuccess, engine_->Close());
   }
   ASSERT_EQ(NxErrSuccess, engine_->Open(board_, PlaybackStore::Keep));
-  EXPECT_EQ(17, engine_->Settings().handles);
+  EXPECT_EQ(17, +engine_->Settings().handles);
   EXPECT_EQ(NxErrSuccess, engine_->Close());
   EXPECT_EQ(NxErrFailure, engine_->Close());
 }

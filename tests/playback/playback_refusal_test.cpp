@@ -118,7 +118,7 @@ TEST_F(PlaybackRefusalTest, AClipThatCannotBeOpenedLeavesTheOneBefore) {
   EXPECT_NE(NxErrSuccess, engine_->OpenClip(""));
   EXPECT_TRUE(engine_->HasClip());
   EXPECT_EQ(5, engine_->TimelineLength());
-  EXPECT_EQ(720, engine_->ClipInfo().width);
+  EXPECT_EQ(720, +engine_->ClipInfo().width);
 }
 
 TEST_F(PlaybackRefusalTest, ChoicesAreRefusedDuringAPlay) {
@@ -148,10 +148,10 @@ TEST_F(PlaybackRefusalTest, MarksKeepTheirOrderAndLieInTheTimeline) {
   EXPECT_EQ(9, engine_->OutPoint());
   EXPECT_EQ(NxErrFailure, engine_->SetPosition(10));
   EXPECT_EQ(NxErrFailure, engine_->SetRangeType(2));
-  EXPECT_EQ(0U, engine_->Settings().rangeType);
+  EXPECT_EQ(0U, +engine_->Settings().rangeType);
   EXPECT_EQ(NxErrFailure, engine_->SetLoopType(3));
   EXPECT_EQ(NxErrSuccess, engine_->SetLeader(true, 121));  // too long: not taken
-  EXPECT_EQ(0U, engine_->Settings().leaderSeconds);
+  EXPECT_EQ(0U, +engine_->Settings().leaderSeconds);
   EXPECT_EQ(9, engine_->OutPoint());  // the plan puts the marks back
   EXPECT_EQ(0, engine_->InPoint());
 }
@@ -160,13 +160,13 @@ TEST_F(PlaybackRefusalTest, ChoicesAreClampedOrRefused) {
   ASSERT_NO_FATAL_FAILURE(Begin());
   const PlaybackSettings& settings = engine_->Settings();
   EXPECT_EQ(NxErrSuccess, engine_->SetHandles(61));
-  EXPECT_EQ(60, settings.handles);
+  EXPECT_EQ(60, +settings.handles);
   EXPECT_EQ(NxErrSuccess, engine_->SetHandles(-1));
-  EXPECT_EQ(0, settings.handles);
+  EXPECT_EQ(0, +settings.handles);
   EXPECT_EQ(NxErrSuccess, engine_->SetTimecodeOffset(-31));
-  EXPECT_EQ(-30, settings.tcOffsetOut);
+  EXPECT_EQ(-30, +settings.tcOffsetOut);
   EXPECT_EQ(NxErrSuccess, engine_->SetTimecodeOffset(31));
-  EXPECT_EQ(30, settings.tcOffsetOut);
+  EXPECT_EQ(30, +settings.tcOffsetOut);
   EXPECT_EQ(NxErrFailure, engine_->SetPrintType(4));
   EXPECT_EQ(NxErrFailure, engine_->SetDisplayType(2));
   EXPECT_EQ(NxErrFailure, engine_->SetDisplaySize(9));
@@ -175,8 +175,8 @@ TEST_F(PlaybackRefusalTest, ChoicesAreClampedOrRefused) {
   EXPECT_EQ(NxErrFailure, engine_->SetToneLevel(101));
   EXPECT_EQ(NxErrFailure, engine_->SetTrackEnable(16, true));
   EXPECT_EQ(NxErrFailure, engine_->SetAudioDirectory("\xff"));
-  EXPECT_EQ(1U, settings.displayToDesktop);
-  EXPECT_EQ(25U, settings.toneLevel);
+  EXPECT_EQ(1U, +settings.displayToDesktop);
+  EXPECT_EQ(25U, +settings.toneLevel);
 }
 
 // A transfer that never comes back. The process cannot end normally any more, so it is one of its
