@@ -166,6 +166,20 @@ TEST(MediaInterface, ExtensionChoosesTheClass) {
   EXPECT_EQ(file, nullptr);
 }
 
+TEST(MediaInterface, LayerStartIsCounted) {
+  EXPECT_EQ(NxMediaFileInit(), 0);
+  EXPECT_EQ(NxMediaFileInit(), 0);
+  NxMediaFileDeinit();
+  NxMediaFileDeinit();
+  NxMediaFileDeinit();
+  const std::string folder = FreshFolder("init");
+  ASSERT_TRUE(WriteYuvClip(folder, "clip", 1, "000001")) << "usable after the last end, too";
+  NxMediaFileInfo info;
+  MediaFilePtr file;
+  EXPECT_EQ(Open(folder + "/clip_000001.yuv", &info, &file), 0);
+  EXPECT_EQ(info.timeScale, 30000);
+}
+
 TEST(MediaInterface, StatesAndRefusals) {
   const std::string folder = FreshFolder("states");
   ASSERT_TRUE(WriteYuvClip(folder, "clip", 2));
