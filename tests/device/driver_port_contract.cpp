@@ -478,11 +478,11 @@ TEST_P(DriverPortContract, ACaptureThatNobodyReadsDrops) {
 }
 
 TEST_P(DriverPortContract, WithoutASignalNothingCounts) {
-  const uint32_t spec = 2 | kACInput;
-  ASSERT_TRUE(Init(spec, 30));
-  ASSERT_TRUE(card_.StartAutoCirculate(spec));
+  const uint32_t channelSpec = 2 | kACInput;
+  ASSERT_TRUE(Init(channelSpec, 30));
+  ASSERT_TRUE(card_.StartAutoCirculate(channelSpec));
   PassFrames(100);
-  const auto status = Status(spec);
+  const auto status = Status(channelSpec);
   EXPECT_EQ(status.bufferLevel, 0u);
   EXPECT_EQ(status.framesDropped, 0u);
   EXPECT_EQ(status.framesProcessed, 0u);
