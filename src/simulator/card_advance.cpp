@@ -117,14 +117,14 @@ void SimulatedCard::PassOutputs(int64_t atNs) {
   ++boundary_;
   UpdateNextBoundary();
   DrainSound(atNs);
-  for (auto& [spec, ring] : rings_) {
+  for (auto& [channel, ring] : rings_) {
     if (!ring.input) StepOutput(&ring);
   }
   Raise(InterruptOutput, 1);
 }
 
 void SimulatedCard::PassInputs(int64_t) {
-  for (auto& [spec, ring] : rings_) {
+  for (auto& [channel, ring] : rings_) {
     if (ring.input) StepInput(&ring);
   }
   if (InputPresent(FindConnector("input1"))) Raise(InterruptInput1, 1);

@@ -124,7 +124,7 @@ bool SimulatedCard::InputLost(const AutoCirculateRing& ring) const {
 // A cable that was pulled during a capture is out for everybody who looks.
 bool SimulatedCard::InputPresent(const InputConnector* connector) const {
   if (ConnectorFormat(connector) == 0) return false;
-  for (const auto& [spec, ring] : rings_) {
+  for (const auto& [channel, ring] : rings_) {
     if (ring.input && ring.state == ACStateRunning && InputLost(ring)) return false;
   }
   return true;
