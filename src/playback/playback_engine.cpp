@@ -173,6 +173,10 @@ uint32_t PlaybackEngine::FramesDropped() const {
   return job_->droppedFrames.Get();
 }
 
+PlaybackDrops PlaybackEngine::Drops() const {
+  return {job_->droppedByDisk.Get(), job_->droppedByCard.Get(), job_->droppedByProcessor.Get()};
+}
+
 NxErr PlaybackEngine::GetPlayError() const {
   return job_->startRefused.Get() != 0 ? NxErrStartAutoCirculate : NxErrSuccess;
 }

@@ -24,6 +24,14 @@ struct NxColorTables;
 struct PlaybackJob;
 struct RQD5BoardInfo;
 
+// What the card's dropped boundaries of a play waited for, as far as can be told from this side of
+// the driver. The three add up to FramesDropped().
+struct PlaybackDrops {
+  uint32_t disk = 0;       // every frame that was read had been sent: the reader was late
+  uint32_t card = 0;       // frames were waiting in the card
+  uint32_t processor = 0;  // frames were read and had not been sent yet
+};
+
 // Whether an engine keeps its settings: a tool whose options hold for one run does not.
 enum class PlaybackStore { Keep, Ignore };
 
@@ -170,6 +178,7 @@ class PlaybackEngine {
   [[nodiscard]] NxErr GetPlayError() const;
   // The card's count of boundaries without a new frame, while there were frames left to read.
   [[nodiscard]] uint32_t FramesDropped() const;
+  [[nodiscard]] PlaybackDrops Drops() const;
   // "Offline"; "Play 1x", "Fast Forward 8x", "Reverse Play -1x", "Rewind -8x"; "Still"; "Stop".
   [[nodiscard]] std::string GetStatusWord() const;
 

@@ -87,6 +87,9 @@ struct PlaybackJob {
   SharedWord<uint8_t> stamped;       // a frame of this play has been on the output
   SharedWord<int32_t> framesPlayed;
   SharedWord<uint32_t> droppedFrames;
+  SharedWord<uint32_t> droppedByDisk;  // these three add up to it
+  SharedWord<uint32_t> droppedByCard;
+  SharedWord<uint32_t> droppedByProcessor;
   SharedWord<uint8_t> startRefused;  // the card does not circulate; the threads leave
   // --- Transfer thread, or without pictures the audio thread
   // --------------------------------------
@@ -105,6 +108,9 @@ struct PlaybackJob {
     stamped.Set(0);
     framesPlayed.Set(0);
     droppedFrames.Set(0);
+    droppedByDisk.Set(0);
+    droppedByCard.Set(0);
+    droppedByProcessor.Set(0);
     startRefused.Set(0);
     circulating.Set(0);
     audioFramesPlayed.Set(0);

@@ -28,6 +28,9 @@ void CopyWords(const PlaybackJob& from, PlaybackJob* to) {
   to->audioFramesPlayed.Set(from.audioFramesPlayed.Get());
   to->framesLost.Set(from.framesLost.Get());
   to->droppedFrames.Set(from.droppedFrames.Get());
+  to->droppedByDisk.Set(from.droppedByDisk.Get());
+  to->droppedByCard.Set(from.droppedByCard.Get());
+  to->droppedByProcessor.Set(from.droppedByProcessor.Get());
   to->startRefused.Set(from.startRefused.Get());
 }
 

@@ -41,6 +41,7 @@ class TransferRun {
   void NoteStatus(const RQD5AutoCirculateStatus& status) {
     // Frames missed after the last one was read are not missed by anybody.
     if (status.framesDropped != job_.droppedFrames.Get() && job_.reader.Running()) {
+      Blame(status);
       job_.droppedFrames.Set(status.framesDropped);
     }
     if (status.activeFrame == kACNoFrame || job_.circulating.Get() == 0) return;
@@ -53,6 +54,16 @@ class TransferRun {
     ring_.SetProcessed(ClipFramesOf(stamp.framesProcessed));
     job_.currentFrame.Set(static_cast<int32_t>(stamp.userData));
     job_.stamped.Set(1);
+  }
+
+  // Says what the boundaries that have passed without a new frame waited for. One frame may have
+  // been sent since the last of them.
+  void Blame(const RQD5AutoCirculateStatus& status) {
+    SharedWord<uint32_t>& cause = status.bufferLevel > 1 ? job_.droppedByCard
+                                  : ring_.Transferred() >= ring_.FramesRead()
+                                      ? job_.droppedByDisk
+                                      : job_.droppedByProcessor;
+    cause.Set(cause.Get() + status.framesDropped - job_.droppedFrames.Get());
   }
 
   // Frames of the clip that `cardFrames` of the output show.

@@ -39,6 +39,7 @@ struct PlayOptions {
 struct PlayResult {
   int64_t framesPlayed = 0;
   int64_t framesDropped = 0;
+  PlaybackDrops drops;
   int32_t position = 0;
   std::string status;
 };
@@ -124,6 +125,10 @@ bool PlayOnce(PlaybackEngine& engine, std::optional<std::chrono::steady_clock::t
   result->position = engine.GetPlayingFrame();
   result->framesPlayed += engine.FramesPlayed();
   result->framesDropped += engine.FramesDropped();
+  const PlaybackDrops drops = engine.Drops();
+  result->drops.disk += drops.disk;
+  result->drops.card += drops.card;
+  result->drops.processor += drops.processor;
   return ended;
 }
 
@@ -140,7 +145,9 @@ NxErr PlayLoops(PlaybackEngine& engine, const PlayOptions& options, PlayResult* 
     if (started != NxErrSuccess) return started;
     if (!engine.IsPlaying()) return NxErrDurationZero;  // no picture and no sound to play
     const bool again = PlayOnce(engine, until, result) && options.loop != "straight";
+    const NxErr refused = engine.GetPlayError();
     engine.Stop(again || options.still);
+    if (refused != NxErrSuccess) return refused;
     if (!again) break;
     if (options.loop == "bounce") speed = -speed;
   }
@@ -170,6 +177,10 @@ int RunPlay(CommandContext& context, const PlayOptions& options) {
   }
   if (played != NxErrSuccess) return Fail(context, played);
   engine.Close();
+  if (result.framesDropped > 0) {
+    std::fprintf(stderr, "frames dropped: disk %u, card %u, processor %u\n", result.drops.disk,
+                 result.drops.card, result.drops.processor);
+  }
   if (context.json) {
     PrintJson(Json{{"result", 0},
                    {"framesPlayed", result.framesPlayed},
