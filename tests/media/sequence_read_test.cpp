@@ -4,12 +4,11 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
-#include <thread>
 
 #include "base/file_io.h"
 #include "media/clip_builder.h"
 #include "media/data_vyr.h"
-#include "media/picture_copy.h"
+#include "processing/convert.h"
 #include "support/test_environment.h"
 
 namespace morvane::test {
@@ -181,12 +180,15 @@ TEST(SequenceRead, OtherFormatIsConverted) {
   OpenClip clip;
   std::vector<uint8_t> wanted(720 * 486 * 4);
   auto pixels = Noise(kBytes, 2);
-  const PicturePlace from{pixels.data(), 720, 486, FourCC("2vuy"), 1440};
-  const PicturePlace to{wanted.data(), 720, 486, FourCC("bgrA"), 720 * 4};
   NxColorContext color;
   for (const int32_t matrix : {int32_t{kMatrixByWidth}, int32_t{ColorMatrix709Video}}) {
     color.matrix = matrix;
-    ASSERT_EQ(CopyPicture(from, to, true, color), 0);
+    NxColorContext coefficients = color;
+    if (matrix == kMatrixByWidth) coefficients.matrix = ColorMatrix601Video;
+    ConvertContext context;
+    ASSERT_EQ(ConvertImage(&context, pixels.data(), 720, 486, FourCC("2vuy"), 1440, wanted.data(),
+                           720, 486, FourCC("bgrA"), 720 * 4, false, &coefficients, true, nullptr),
+              0);
     PageBuffer buffer;
     ASSERT_TRUE(buffer.Allocate(wanted.size()));
     NxImageReadRequest request;
@@ -425,35 +427,6 @@ TEST(SequenceRead, ClipWithoutTimecodeSaysSo) {
   NxTimeCodeRecord stamp;
   EXPECT_EQ(clip.file->ReadTimecode(0, &stamp), -2);
   EXPECT_EQ(clip.file->ReadTimecode(0, nullptr), -2);
-}
-
-TEST(SequenceRead, PictureAndSoundAreReadByTwoThreads) {
-  OpenClip clip(6, 0);
-  const auto readPictures = [&] {
-    PageBuffer buffer;
-    NxImageReadRequest request = PlainRead(clip.info, &buffer);
-    for (int i = 0; i < 60; ++i) {
-      request.frame = i % 6;
-      ASSERT_EQ(clip.file->ReadImage(&request), 0);
-      const auto wanted = Noise(64, static_cast<uint32_t>(i % 6 + 1));
-      ASSERT_EQ(std::memcmp(buffer.Data() + 512, wanted.data(), 64), 0);
-    }
-  };
-  const auto readSound = [&] {
-    std::vector<uint8_t> sound(1601 * 2);
-    NxAudioReadRequest request;
-    request.timeScale = 30000;
-    request.timeRate = 1001;
-    request.buffer = sound.data();
-    request.bytes = static_cast<int32_t>(sound.size());
-    for (int i = 0; i < 600; ++i) {
-      request.frame = i % 2 == 0 ? 0 : 4;
-      ASSERT_EQ(clip.file->ReadAudio(&request), 0);
-    }
-  };
-  std::thread sound(readSound);
-  readPictures();
-  sound.join();
 }
 
 TEST(SequenceRead, FfmpegReadsTheFrames) {

@@ -290,6 +290,42 @@ TEST(Wav, FailedWriteIsToldAndTheFileStaysWhole) {
   EXPECT_EQ(read.samplesPerFile[0], 50000u);
 }
 
+TEST(Wav, DataNeverPassesItsLimit) {
+  RiffWaveFile file;
+  WaveFormat format;
+  format.fourcc = FourCC("16au");
+  format.channels = 1;
+  format.sampleRate = 48000;
+  format.bits = 16;
+  ASSERT_EQ(file.Create(FreshFolder("wav") + "/a.wav", kCreateNew, format), 0);
+  const uint8_t sound[10] = {};
+  // Refused before a byte is looked at.
+  EXPECT_EQ(file.Append(sound, kMaxWaveDataBytes + 1), -2);
+  ASSERT_EQ(file.Append(sound, sizeof sound), 0);
+  EXPECT_EQ(file.Append(sound, kMaxWaveDataBytes - 9), -2);
+  EXPECT_EQ(file.DataBytes(), 10u);
+  EXPECT_EQ(file.Flush(), 0);
+}
+
+TEST(Wav, MetadataSetWhileReadingStaysInMemory) {
+  const std::string folder = FreshFolder("wav");
+  WriteSound(folder, 0, 1, 8000);
+  const auto before = ReadBytes(folder + "/clip.wav");
+  NxMediaWAV wav;
+  NxMediaFileInfo info;
+  ASSERT_EQ(OpenSound(&wav, folder, "clip", &info), 0);
+  NxMediaMetadata metadata = {};
+  EXPECT_EQ(wav.SetMetadata(&metadata), -2) << "no section named";
+  metadata.presentFlags = kMetaReelName;
+  PutText("REEL 7", metadata.reelName, sizeof metadata.reelName);
+  EXPECT_EQ(wav.SetMetadata(&metadata), 0);
+  NxMediaMetadata back;
+  ASSERT_EQ(wav.GetMetadata(&back), 0);
+  EXPECT_STREQ(back.reelName, "REEL 7");
+  EXPECT_EQ(wav.Close(), 0);
+  EXPECT_EQ(ReadBytes(folder + "/clip.wav"), before);
+}
+
 TEST(Wav, SizesAreBroughtUpToDateEverySecond) {
   const std::string folder = FreshFolder("wav");
   ManualClock clock;
