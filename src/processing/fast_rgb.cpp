@@ -85,9 +85,10 @@ void WordsToTopBytes(const StepParams& p, LineState*, const uint8_t* in, uint8_t
   ForWords(in, out, n, [&](V32 v) HWY_ATTR {
     V32 red, green, blue;
     if constexpr (kFrom == WordOrder::kBgr) {
+      v = Low(v, 0x3FFFFFFF);
       red = Low(hn::ShiftLeft<14>(v), 0xFF0000);
       green = Low(hn::ShiftRight<4>(v), 0xFF00);
-      blue = Low(hn::ShiftRight<22>(v), 0xFF);
+      blue = hn::ShiftRight<22>(v);
     } else {
       const auto high = ToHighWord<kFrom>(v);
       red = Low(hn::ShiftRight<8>(high), 0xFF0000);

@@ -48,7 +48,7 @@ void V210ToBytes(const StepParams&, LineState*, const uint8_t* in, uint8_t* out,
   const size_t groups = n / 6;
   ForUnits<16, 12, kSpreadSlack>(
       in, out, groups, hn::Lanes(D32()) / 4, [&](const uint8_t* s, uint8_t* t) HWY_ATTR {
-        const auto w = LoadWords(s);
+        const auto w = Low(LoadWords(s), 0x3FFFFFFF);
         // (v + 2) >> 2 is v >> 2 plus the bit below, each value in a byte of its own.
         const auto eights =
             hn::Or(hn::Or(Low(hn::ShiftRight<2>(w), 0xFF), Low(hn::ShiftRight<4>(w), 0xFF00)),
@@ -87,9 +87,9 @@ void V210ToWide(const StepParams&, LineState* state, const uint8_t* in, uint8_t*
   const auto chromaLow = Table16(kChromaLow), chromaHigh = Table16(kChromaHigh);
   const auto lumaLow = Table16(kLumaLow), lumaHigh = Table16(kLumaHigh);
   const auto convert = [&](const uint8_t* s, size_t group) HWY_ATTR {
-    const auto w = LoadWords(s);
+    const auto w = Low(LoadWords(s), 0x3FFFFFFF);
     const auto low = hn::BitCast(d, hn::Or(Low(w, 0x3FF), Low(hn::ShiftLeft<6>(w), 0x3FF0000)));
-    const auto high = hn::BitCast(d, Low(hn::ShiftRight<20>(w), 0x3FF));
+    const auto high = hn::BitCast(d, hn::ShiftRight<20>(w));
     StoreGathered(
         hn::Or(hn::TableLookupBytesOr0(low, chromaLow), hn::TableLookupBytesOr0(high, chromaHigh)),
         out + group * 12);

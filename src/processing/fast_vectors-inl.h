@@ -83,6 +83,8 @@ HWY_INLINE V8 Table16(const uint8_t (&table)[16]) {
   return hn::LoadDup128(D8(), table);
 }
 
+// A vector that is shifted in several ways is masked first where that costs nothing: compilers put
+// the load into every shift otherwise, and cold memory then takes longer.
 HWY_INLINE V32 LoadWords(const uint8_t* p) {
   return hn::BitCast(D32(), hn::LoadU(D8(), p));
 }
@@ -104,6 +106,7 @@ HWY_INLINE V32 Low(V32 v, uint32_t mask) {
 template <WordOrder kOrder>
 HWY_INLINE V32 ToHighWord(V32 v) {
   if constexpr (kOrder == WordOrder::kBgr) {
+    v = Low(v, 0x3FFFFFFF);
     return hn::Or(hn::Or(hn::ShiftLeft<22>(v), hn::ShiftLeft<2>(Low(v, 0xFFC00))),
                   Low(hn::ShiftRight<18>(v), 0xFFC));
   } else if constexpr (kOrder == WordOrder::kBig) {
@@ -139,7 +142,8 @@ HWY_INLINE V32 JoinHighWord(const Rgb32& p) {
 template <WordOrder kOrder>
 HWY_INLINE Rgb32 SplitWord(V32 v) {
   if constexpr (kOrder == WordOrder::kBgr) {
-    return {Low(v, 0x3FF), Low(hn::ShiftRight<10>(v), 0x3FF), Low(hn::ShiftRight<20>(v), 0x3FF)};
+    v = Low(v, 0x3FFFFFFF);
+    return {Low(v, 0x3FF), Low(hn::ShiftRight<10>(v), 0x3FF), hn::ShiftRight<20>(v)};
   } else {
     return SplitHighWord(ToHighWord<kOrder>(v));
   }
@@ -154,7 +158,8 @@ HWY_INLINE V32 JoinWord(const Rgb32& p) {
 }
 
 HWY_INLINE Rgb32 SplitBgra(V32 v) {
-  return {Low(hn::ShiftRight<16>(v), 0xFF), Low(hn::ShiftRight<8>(v), 0xFF), Low(v, 0xFF)};
+  v = Low(v, 0xFFFFFF);
+  return {hn::ShiftRight<16>(v), Low(hn::ShiftRight<8>(v), 0xFF), Low(v, 0xFF)};
 }
 HWY_INLINE V32 JoinBgra(const Rgb32& p) {
   return hn::Or(hn::Or(hn::ShiftLeft<16>(p.r), hn::ShiftLeft<8>(p.g)), p.b);
