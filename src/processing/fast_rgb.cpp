@@ -12,7 +12,7 @@
 HWY_BEFORE_NAMESPACE();
 namespace morvane {
 namespace HWY_NAMESPACE {
-#if HWY_TARGET == HWY_SCALAR  // no vectors: the plain code does it
+#if MORVANE_NO_VECTORS  // no vectors: the plain code does it
 
 StepRoutine PickPacked40ToWords() {
   return nullptr;

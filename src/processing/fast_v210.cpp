@@ -13,7 +13,7 @@
 HWY_BEFORE_NAMESPACE();
 namespace morvane {
 namespace HWY_NAMESPACE {
-#if HWY_TARGET == HWY_SCALAR  // no vectors: the plain code does it
+#if MORVANE_NO_VECTORS  // no vectors: the plain code does it
 
 StepRoutine PickV210ToBytes(bool) {
   return nullptr;

@@ -10,11 +10,12 @@
 
 #include "hwy/highway.h"
 #include "processing/fast_lines.h"
+#include "processing/fast_targets.h"
 
 HWY_BEFORE_NAMESPACE();
 namespace morvane {
 namespace HWY_NAMESPACE {
-#if HWY_TARGET != HWY_SCALAR
+#if !MORVANE_NO_VECTORS
 namespace hn = hwy::HWY_NAMESPACE;
 
 using D8 = hn::ScalableTag<uint8_t>;

@@ -25,7 +25,7 @@
 HWY_BEFORE_NAMESPACE();
 namespace morvane {
 namespace HWY_NAMESPACE {
-#if HWY_TARGET != HWY_SCALAR
+#if !MORVANE_NO_VECTORS
 
 using DF64 = hn::ScalableTag<double>;
 using VF64 = hn::Vec<DF64>;

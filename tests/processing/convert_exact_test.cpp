@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <limits>
+
 #include "base/byte_order.h"
 #include "exact_lines.h"
 
@@ -67,6 +69,52 @@ TEST(ConvertExact, EveryTenBitYuvValueBecomesEightBits) {
   }
   for (const FourCCCode to : {FourCC("2vuy"), FourCC("yuy2")}) {
     EXPECT_TRUE(LineUnderTest(FourCC("v219"), to, 1024 * 6, 1).Check(line));
+  }
+}
+
+// ---- Coefficients of one's own
+
+TEST(ConvertExact, CoefficientsThatAreTooLargeForFloatsAreTakenInDoubles) {
+  constexpr int32_t kWidth = 960;
+  for (const double size : {1.7, -3.3, 41.0, 1e-7}) {
+    for (const FourCCCode from : {FourCC("2vuy"), FourCC("v219")}) {
+      NxColorContext color = test::ColorOf(3, from);
+      color.crToR = color.crToR * size;
+      color.crToG = color.crToG * size;
+      for (const FourCCCode to : {FourCC("bgrA"), FourCC("11rl"), FourCC("rgb ")}) {
+        LineUnderTest lines(from, to, kWidth, color, true);
+        for (uint64_t seed = 0; seed < 8; ++seed) {
+          EXPECT_TRUE(lines.Check(test::RandomLine(from, kWidth, seed))) << size;
+        }
+      }
+    }
+    for (const FourCCCode from : {FourCC("bgrA"), FourCC("10rb"), FourCC("RGB ")}) {
+      NxColorContext color = test::ColorOf(0, from);
+      color.yG = color.yG * size * 2;
+      color.cbB = color.cbB * size;
+      for (const FourCCCode to : {FourCC("2vuy"), FourCC("v219")}) {
+        LineUnderTest lines(from, to, kWidth, color, true);
+        for (uint64_t seed = 0; seed < 8; ++seed) {
+          EXPECT_TRUE(lines.Check(test::RandomLine(from, kWidth, seed))) << size;
+        }
+      }
+    }
+  }
+}
+
+TEST(ConvertExact, RowsThatShareNothingAndNumbersThatAreNoneGoThroughThePlainCode) {
+  const double odd[] = {std::numeric_limits<double>::quiet_NaN(),
+                        std::numeric_limits<double>::infinity(), 1e300, 1e-300, 3.0};
+  for (const double value : odd) {
+    NxColorContext color = test::ColorOf(1, FourCC("2vuy"));
+    color.yGainB = value;  // unlike the gain of the other rows
+    LineUnderTest yuv(FourCC("2vuy"), FourCC("bgrA"), 96, color, false);
+    EXPECT_TRUE(yuv.Check(test::RandomLine(FourCC("2vuy"), 96, 1)));
+    if (value == 3.0) continue;
+    color = test::ColorOf(1, FourCC("bgrA"));
+    color.crG = value;
+    LineUnderTest rgb(FourCC("bgrA"), FourCC("v219"), 96, color, false);
+    EXPECT_TRUE(rgb.Check(test::RandomLine(FourCC("bgrA"), 96, 1)));
   }
 }
 

@@ -18,6 +18,9 @@ namespace morvane::test {
 class LineUnderTest {
  public:
   LineUnderTest(FourCCCode from, FourCCCode to, int32_t width, int32_t matrix);
+  // With coefficients of one's own; `vectors` tells whether there must be a vector routine.
+  LineUnderTest(FourCCCode from, FourCCCode to, int32_t width, const NxColorContext& color,
+                bool vectors);
 
   // Returns: false, with a failure told, when a byte differs.
   [[nodiscard]] bool Check(const Bytes& src);
@@ -38,6 +41,10 @@ class LineUnderTest {
 void CheckHalfSteps(int32_t matrix, uint32_t step);
 // RGB to 8-bit and 10-bit 4:2:2: all colours, beside their like and beside others.
 void CheckColours(uint32_t step);
+// The coefficients of `matrix` in the scale of `fourcc`.
+[[nodiscard]] NxColorContext ColorOf(int32_t matrix, FourCCCode fourcc);
+// Random bytes, many of them at the ends of their range.
+[[nodiscard]] Bytes RandomLine(FourCCCode fourcc, int32_t width, uint64_t seed);
 // Wider inputs: lines of random values, many of them at the ends.
 void CheckRandomLines(int rounds);
 
