@@ -6,9 +6,9 @@ cd "$(dirname "$0")"
 tools/setup build
 if [ ! -f build/release/build.ninja ]; then
   echo "run.sh: configuring build/release" >&2
-  cmake --preset release -DBUILD_TESTING=OFF -DMORVANE_BENCH=OFF > build-configure.log 2>&1 ||
-    { cat build-configure.log >&2; exit 1; }
-  mv build-configure.log build/release/configure.log
+  mkdir -p build/release
+  cmake --preset release -DBUILD_TESTING=OFF -DMORVANE_BENCH=OFF \
+    > build/release/configure.log 2>&1 || { cat build/release/configure.log >&2; exit 1; }
 fi
 echo "run.sh: building" >&2
 cmake --build build/release --target morvanectl >&2

@@ -65,7 +65,8 @@ std::string FramePath(const std::string& folder, int frame) {
   return folder + "/" + std::to_string(frame) + ".raw";
 }
 
-// Each file is new, one unbuffered write each; files and folder reach the disk within the time.
+// Each file is new, one unbuffered write each. Nothing is synced here, nor within the time that a
+// capture is given: both stop with the last write.
 double PlainWrites(const std::string& folder, int frames) {
   PageBuffer buffer;
   if (!buffer.Allocate(kFrameBytes)) Die("memory", 0);

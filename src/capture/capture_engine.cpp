@@ -146,6 +146,10 @@ std::string CaptureEngine::FirstWriteError() const {
   return error == 0 ? std::string() : FileErrorText(error);
 }
 
+std::string CaptureEngine::CloseError() const {
+  return closeError_ == 0 ? std::string() : FileErrorText(closeError_);
+}
+
 std::string CaptureEngine::FirstTimecode() const {
   return job_->begun.Get() != 0 ? std::string(job_->firstTimecode) : std::string();
 }

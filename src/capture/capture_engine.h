@@ -109,8 +109,8 @@ class CaptureEngine {
   // Size of the pictures that a round shows, for PictureSink::Begin().
   void GetPreviewSize(int32_t* width, int32_t* height) const;
 
-  // --- What a job tells. Any thread, but not while Prepare() runs; kept until the next Prepare()
-  // --
+  // --- What a job tells. Any thread, but not while Prepare() or Stop() runs; kept until the next
+  // Prepare() ------------------------------------------------------------------------------------
   [[nodiscard]] bool IsQueued() const { return queued_.Get() != 0; }
   [[nodiscard]] bool IsCapturing() const { return capturing_.Get() != 0; }  // until Stop()
   [[nodiscard]] bool HasEnded() const;  // capturing, and both threads have left
@@ -128,6 +128,12 @@ class CaptureEngine {
   // Frames whose picture or sound did not get to disk, and the system's words for the first.
   [[nodiscard]] int32_t WritesFailed() const;
   [[nodiscard]] std::string FirstWriteError() const;
+  // Words for what failed when the last job's files were closed and brought to the disk; empty when
+  // all went well. The end of the clip may then be lost.
+  [[nodiscard]] std::string CloseError() const;
+  // The last job's writer did not answer any more and had to be abandoned: its clip is not closed,
+  // the frames that FramesCaptured() counts are whole.
+  [[nodiscard]] bool WriterWasLost() const { return writerGone_; }
   [[nodiscard]] std::string FirstTimecode() const;  // of the first frame written; empty: none
   // Full paths as they were created; empty for what the clip does not have or when it was deleted.
   [[nodiscard]] const std::string& ClipPath() const { return clipPath_; }
@@ -230,6 +236,8 @@ class CaptureEngine {
   float zoomY_ = 100.0F;
   bool inputLost_ = false;  // this job's thread did not end and had to be abandoned
   bool writerLost_ = false;
+  bool writerGone_ = false;  // the same, kept for who asks after the job
+  int closeError_ = 0;       // error number; 0: none
   const NxColorTables* tables8_ = nullptr;
   const NxColorTables* tables10_ = nullptr;
   std::string madeFolder_;  // by this job; empty: none

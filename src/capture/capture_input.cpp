@@ -23,6 +23,12 @@ class InputRun {
     do {
       if (!Fetch()) NxSleep(kPollMs);
     } while (!job_.input.StopRequested() && !job_.IsFinished());
+    // A job that was told to stop may have been standing before a full ring: what the card dropped
+    // meanwhile belongs to it.
+    RQD5AutoCirculateStatus status = {};
+    if (!job_.IsFinished() && job_.session->GetAutoCirculate(job_.channelSpec, &status)) {
+      NoteDrops(status);
+    }
   }
 
  private:

@@ -1,3 +1,5 @@
+#include <cerrno>
+#include <cstring>
 #include <filesystem>
 #include <mutex>
 #include <utility>
@@ -39,6 +41,8 @@ void CopyCounts(const CaptureJob& from, CaptureJob* to) {
   to->droppedByProcessor.Set(from.droppedByProcessor.Get());
   to->writesFailed.Set(from.writesFailed.Get());
   to->firstError.Set(from.firstError.Get());
+  std::memcpy(to->firstTimecode, from.firstTimecode, sizeof to->firstTimecode);
+  to->begun.Set(from.begun.Get());
 }
 
 }  // namespace
@@ -48,6 +52,8 @@ NxErr CaptureEngine::Start() {
   job_->input.CloseLeftover();
   job_->writer.CloseLeftover();
   job_->Rewind();
+  closeError_ = 0;
+  writerGone_ = false;
   capturing_.Set(0);
   if (!job_->writer.Start(CaptureWriterRoutine, job_.get(), kMoverPriority, LastProcessor())) {
     UndoJob();
@@ -111,7 +117,7 @@ void CaptureEngine::StopWriter() {
     if (now != seen) poll = 0;
     seen = now;
   }
-  if (!job_->writer.Stop()) writerLost_ = true;
+  if (!job_->writer.Stop()) writerLost_ = writerGone_ = true;
 }
 
 void CaptureEngine::CloseClip() {
@@ -129,10 +135,12 @@ void CaptureEngine::CloseClip() {
     DiscardFiles();
     return;
   }
-  (void)file_->Close();
+  errno = 0;
+  if (file_->Close() != NxErrSuccess) closeError_ = errno != 0 ? errno : EIO;
   // The file object sees to its own folder; the name of that folder lies in the one above.
   if (!madeFolder_.empty()) {
-    (void)FolderSync(std::filesystem::path(madeFolder_).parent_path().string());
+    const int error = FolderSync(std::filesystem::path(madeFolder_).parent_path().string());
+    if (error != 0 && closeError_ == 0) closeError_ = error;
   }
 }
 

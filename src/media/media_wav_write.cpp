@@ -154,7 +154,7 @@ NxErr NxMediaWAV::CloseWriting() {
     if (track.file.Sync() != NxErrSuccess) result = NxErrFailure;
     if (track.file.Close() != NxErrSuccess) result = NxErrFailure;
   }
-  if (hasAudio_) (void)FolderSync(folder_);
+  if (hasAudio_ && FolderSync(folder_) != 0) result = NxErrFailure;
   return result;
 }
 

@@ -27,6 +27,9 @@ class PreviewRun {
       if (shows && IsDue()) Draw(ring_.PreviewSlot());
       ring_.Leave();
     }
+    // A viewer that was abandoned inside Show() must not touch the sink again: its owner may have
+    // taken it down.
+    NxLeaveIfAbandoned();
     if (shows) job_.sink->End();
   }
 
@@ -88,6 +91,7 @@ class PreviewRun {
     const bool tenBit = frame.fourcc == FourCC("v219") || frame.fourcc == FourCC("V219");
     frame.colorTable = tenBit ? job_.preview.tables10 : job_.preview.tables8;
     job_.sink->Show(frame);
+    NxLeaveIfAbandoned();
   }
 
   // The compressed HD format stores a narrower raster.

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <filesystem>
+#include <system_error>
 
 namespace morvane::tools {
 namespace {
@@ -24,7 +25,8 @@ std::vector<std::string> SoundFolders(const std::string& path, const std::string
   namespace fs = std::filesystem;
   std::vector<std::string> folders;
   if (!audioDir.empty()) folders.push_back(audioDir);
-  folders.push_back(fs::absolute(fs::path(path)).parent_path().parent_path().string());
+  std::error_code ignored;  // a path that cannot be made absolute fails when it is opened
+  folders.push_back(fs::absolute(fs::path(path), ignored).parent_path().parent_path().string());
   return folders;
 }
 
@@ -43,9 +45,10 @@ NxErr OpenClipWithSound(const std::string& path, const std::string& audioDir, Op
 std::string OpenClipWords(const std::string& path, NxErr result) {
   char text[kNxErrTextBytes] = {};
   NxErrText(result, text);
+  std::error_code ignored;
   return std::string(text) + " " + path +
-         (std::filesystem::exists(path) ? " is no clip that this program reads."
-                                        : " does not exist.");
+         (std::filesystem::exists(path, ignored) ? " is no clip that this program reads."
+                                                 : " does not exist.");
 }
 
 std::string TimecodeWordText(uint32_t word, bool dropFrame) {

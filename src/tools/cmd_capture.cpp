@@ -1,3 +1,5 @@
+#include <sys/stat.h>
+
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
@@ -189,7 +191,11 @@ void TellDiskTime(const CaptureEngine& engine, const Folders& folders) {
   };
   const uint64_t picture = engine.PictureBytesPerSecond();
   const uint64_t sound = engine.SoundBytesPerSecond();
-  if (folders.video == folders.audio) {
+  struct stat video = {};
+  struct stat audio = {};
+  const bool oneDisk = stat(folders.video.c_str(), &video) == 0 &&
+                       stat(folders.audio.c_str(), &audio) == 0 && video.st_dev == audio.st_dev;
+  if (oneDisk) {
     tell("picture and sound", folders.video, picture + sound);
     return;
   }
@@ -250,11 +256,22 @@ std::string WriteErrorWords(const CaptureEngine& engine, const Folders& folders)
 int Report(const CommandContext& context, const CaptureEngine& engine, const Folders& folders,
            double seconds) {
   const int32_t failed = engine.WritesFailed();
+  if (engine.FramesDropped() > 0) std::fprintf(stderr, "%s\n", DropText(engine).c_str());
+  if (engine.WriterWasLost()) {
+    return Fail(context, NxErrFailure,
+                "The disk of " + folders.video + " does not answer any more; the first " +
+                    std::to_string(engine.FramesCaptured()) + " frames are whole.");
+  }
   if (failed > 0) {
     const int32_t total = engine.FramesCaptured();
     return Fail(context, NxErrFailure,
                 std::to_string(failed) + " of " + std::to_string(total) +
                     " frames could not be written: " + WriteErrorWords(engine, folders));
+  }
+  if (!engine.CloseError().empty()) {
+    return Fail(context, NxErrFailure,
+                "The clip " + engine.ClipPath() + " could not be brought to the disk whole: " +
+                    engine.CloseError() + "; its last second may be missing.");
   }
   if (engine.WasAborted()) {
     return Fail(context, NxErrFailure,
@@ -262,7 +279,6 @@ int Report(const CommandContext& context, const CaptureEngine& engine, const Fol
                     std::to_string(engine.FramesCaptured()) + " frames; " + DropText(engine) + ".");
   }
   if (context.json) {
-    if (engine.FramesDropped() > 0) std::fprintf(stderr, "%s\n", DropText(engine).c_str());
     Json document{{"result", 0},
                   {"framesCaptured", engine.FramesCaptured()},
                   {"framesDropped", engine.FramesDropped()},

@@ -8,6 +8,7 @@
 
 #include "base/paths.h"
 #include "capture/capture_engine.h"
+#include "device/boards.h"
 #include "playback/playback_engine.h"
 #include "session/card2.h"
 #include "simulator/input_source.h"
@@ -25,6 +26,7 @@ namespace {
 
 constexpr int kBoard = 0;
 constexpr uint32_t kRoundMs = 2;
+constexpr uint32_t kTimecodePatienceMs = 2000;
 constexpr double kDefaultSeconds = 4;
 
 struct DemoOptions {
@@ -72,7 +74,11 @@ std::string FreeClipName(const std::string& folder) {
     char name[32];
     std::snprintf(name, sizeof name, "Demo %02d", number);
     const std::string path = JoinPath(folder, name);
-    if (!std::filesystem::exists(path) && !std::filesystem::exists(path + ".wav")) return name;
+    std::error_code ignored;
+    if (!std::filesystem::exists(path, ignored) &&
+        !std::filesystem::exists(path + ".wav", ignored)) {
+      return name;
+    }
   }
 }
 
@@ -116,11 +122,18 @@ std::optional<int> Capture(const CommandContext& context, const RQD5BoardInfo& b
   if (const NxErr started = engine.Start(); started != NxErrSuccess) {
     return Fail(context, started);
   }
-  while (!engine.HasEnded() && !StopAsked()) {
+  bool silent = false;  // frames come in and none carries timecode
+  for (uint32_t round = 0; !engine.HasEnded() && !StopAsked() && !silent; ++round) {
     engine.PreviewRound(nullptr);
     NxSleep(kRoundMs);
+    silent = round * kRoundMs >= kTimecodePatienceMs && engine.AwaitsTimecode();
   }
   engine.Stop();
+  if (silent) {
+    return Fail(context, NxErrFailure,
+                "The input carries no timecode, with which a capture begins; give input1 a "
+                "timecode in the machine description.");
+  }
   result->framesCaptured = engine.FramesCaptured();
   result->framesDropped = engine.FramesDropped();
   result->clip = engine.ClipPath();
@@ -162,7 +175,9 @@ std::optional<int> Play(const CommandContext& context, const RQD5BoardInfo& boar
   }
   while (engine.IsPlaying() && !engine.HasEnded() && !StopAsked()) NxSleep(kRoundMs);
   result->framesPlayed = engine.FramesPlayed();
+  const NxErr refused = engine.GetPlayError();
   engine.Stop(false);
+  if (refused != NxErrSuccess) return Fail(context, refused);
   Say(context, "played " + std::to_string(result->framesPlayed) + " frames");
   engine.Close();
   return std::nullopt;
@@ -180,7 +195,14 @@ std::optional<int64_t> FirstSourceFrame(const InputDescription& input, const std
                              static_cast<uint32_t>(clip.info.width));
 }
 
-int Report(const CommandContext& context, const DemoResult& result) {
+int Report(const CommandContext& context, const DemoResult& result, bool compared) {
+  if (result.mismatches != 0 || result.framesDropped != 0) {
+    return Fail(context, NxErrFailure,
+                std::to_string(result.mismatches) +
+                    " frames that left the card are not what was on its input, " +
+                    std::to_string(result.framesDropped) + " were dropped; the clip is " +
+                    result.clip + ".");
+  }
   if (context.json) {
     PrintJson(Json{{"framesCaptured", result.framesCaptured},
                    {"framesDropped", result.framesDropped},
@@ -188,30 +210,36 @@ int Report(const CommandContext& context, const DemoResult& result) {
                    {"mismatches", result.mismatches},
                    {"clip", result.clip}});
   }
-  const bool good = result.mismatches == 0 && result.framesDropped == 0;
-  Say(context, good ? "every frame that left the card is the frame that was on its input"
-                    : std::to_string(result.mismatches) + " frames differ, " +
-                          std::to_string(result.framesDropped) + " were dropped");
-  if (!good) {
-    std::fprintf(stderr, "morvanectl: error -2: %lld frames differ and %u were dropped.\n",
-                 static_cast<long long>(result.mismatches), result.framesDropped);
+  Say(context, compared ? "every frame that left the card is the frame that was on its input"
+                        : "stopped before the end; nothing was compared");
+  return kExitDone;
+}
+
+// The description of board 0 of the scan, which goes by board type and not by description.
+CardDescription* FirstScanned(MachineDescription* machine) {
+  for (const uint32_t type : {BOARDTYPE_SDCARD, BOARDTYPE_HDCARD, BOARDTYPE_OEM2K}) {
+    for (CardDescription& card : machine->cards) {
+      const BoardRow* row = FindBoard(card.identity);
+      if (row != nullptr && row->boardType == type) return &card;
+    }
   }
-  return good ? kExitDone : kExitFailed;
+  return nullptr;
 }
 
 // The demo's machine: what the user described, with the output of its first card logged.
 bool DescribeDemo(const std::string& path, const std::string& log, MachineDescription* machine,
                   std::string* error) {
   if (!SimulatedMachine::Describe(path, machine, error)) return false;
+  CardDescription* card = FirstScanned(machine);
+  if (card == nullptr) return true;  // the scan will say that there is no board
   OutputDescription output;
   output.number = 1;
-  for (OutputDescription& existing : machine->cards[kBoard].outputs) {
+  for (const OutputDescription& existing : card->outputs) {
     if (existing.number == 1) output.record = existing.record;
   }
-  std::erase_if(machine->cards[kBoard].outputs,
-                [](const OutputDescription& row) { return row.number == 1; });
+  std::erase_if(card->outputs, [](const OutputDescription& row) { return row.number == 1; });
   output.log = log;
-  machine->cards[kBoard].outputs.push_back(output);
+  card->outputs.push_back(output);
   return true;
 }
 
@@ -224,7 +252,9 @@ int RunDemo(CommandContext& context, const DemoOptions& options) {
     return Fail(context, NxErrFailure, error);
   }
   const InputDescription* input = nullptr;
-  for (const InputDescription& row : machine.cards[kBoard].inputs) {
+  const CardDescription* card = FirstScanned(&machine);
+  if (card == nullptr) return Fail(context, NxErrNoBoards);
+  for (const InputDescription& row : card->inputs) {
     if (row.connector == "input1") input = &row;
   }
   if (input == nullptr || input->source == SignalSource::kNone) {
@@ -248,7 +278,7 @@ int RunDemo(CommandContext& context, const DemoOptions& options) {
     if (board == nullptr || !door->Lock(context, kBoard)) return kExitFailed;
     Say(context, "board    " + board->displayName);
     if (auto failed = Capture(context, *board, options, folder, &result)) return *failed;
-    if (StopAsked()) return kExitDone;
+    if (StopAsked()) return Report(context, result, false);
     CRQD5Card2 session;
     if (!session.OpenSession(board->boardIndex, *board, kSessionCaptureAndPlay)) {
       return Fail(context, NxErrFailure, session.GetLastError() + ".");
@@ -258,13 +288,14 @@ int RunDemo(CommandContext& context, const DemoOptions& options) {
     session.Close();
     if (auto failed = Play(context, *board, folder, format, &result)) return *failed;
   }
+  if (StopAsked()) return Report(context, result, false);
   std::vector<LoggedFrame> left;
   const std::optional<int64_t> first = FirstSourceFrame(*input, result.clip);
   if (!ReadOutputLog(log.Path(), &left) || !first) {
     return Fail(context, NxErrFailure, "What left the card cannot be read back.");
   }
   result.mismatches = CountMismatches(left, HashInput(*input, *first, result.framesCaptured));
-  return Report(context, result);
+  return Report(context, result, true);
 }
 
 }  // namespace

@@ -1,4 +1,6 @@
+#include <charconv>
 #include <chrono>
+#include <cmath>
 #include <cstdio>
 #include <memory>
 #include <optional>
@@ -39,10 +41,20 @@ struct PlayOptions {
 struct PlayResult {
   int64_t framesPlayed = 0;
   int64_t framesDropped = 0;
+  int64_t framesLost = 0;
   PlaybackDrops drops;
   int32_t position = 0;
   std::string status;
 };
+
+// Words against a speed that no play can have; empty for a good one.
+std::string RefuseSpeed(const std::string& text) {
+  double speed = 0;
+  const char* end = text.data() + text.size();
+  const auto [stop, error] = std::from_chars(text.data(), end, speed);
+  if (error != std::errc() || stop != end || !std::isfinite(speed)) return text + " is no number";
+  return speed == 0 ? "a speed of 0 does not play" : std::string();
+}
 
 // Opens the clip with the sound that belongs to it, and sound files told beside it.
 std::optional<int> OpenMedia(const CommandContext& context, PlaybackEngine& engine,
@@ -125,6 +137,7 @@ bool PlayOnce(PlaybackEngine& engine, std::optional<std::chrono::steady_clock::t
   result->position = engine.GetPlayingFrame();
   result->framesPlayed += engine.FramesPlayed();
   result->framesDropped += engine.FramesDropped();
+  result->framesLost += engine.FramesLost();
   const PlaybackDrops drops = engine.Drops();
   result->drops.disk += drops.disk;
   result->drops.card += drops.card;
@@ -177,6 +190,10 @@ int RunPlay(CommandContext& context, const PlayOptions& options) {
   }
   if (played != NxErrSuccess) return Fail(context, played);
   engine.Close();
+  if (result.framesLost > 0) {
+    std::fprintf(stderr, "%lld frames of %s could not be read and went out black\n",
+                 static_cast<long long>(result.framesLost), options.clip.c_str());
+  }
   if (result.framesDropped > 0) {
     std::fprintf(stderr, "frames dropped: disk %u, card %u, processor %u\n", result.drops.disk,
                  result.drops.card, result.drops.processor);
@@ -206,11 +223,7 @@ void AddPlayCommand(CLI::App& app, CommandContext& context) {
       ->check(CLI::NonNegativeNumber);
   command
       ->add_option("--speed", options->speed, "Source frames a frame of output; below 0 backwards")
-      ->check(CLI::Validator(
-          [](const std::string& text) {
-            return std::stod(text) == 0 ? std::string("must not be 0") : std::string();
-          },
-          "NONZERO"));
+      ->check(CLI::Validator(RefuseSpeed, "NUMBER"));
   command->add_option("--range", options->range, "Frames of the timeline, both ends included")
       ->type_name("A-B");
   command->add_option("--loop", options->loop, "straight, loop or bounce")

@@ -1,6 +1,7 @@
 #include <unistd.h>
 
 #include <cstdio>
+#include <exception>
 #include <iostream>
 
 #include "base/message_hook.h"
@@ -45,7 +46,11 @@ int RunCommandLine(int argc, char** argv) {
     const int result = app.exit(error);
     return result == 0 ? morvane::tools::kExitDone : morvane::tools::kExitUsage;
   }
-  return context.run(context);
+  try {
+    return context.run(context);
+  } catch (const std::exception& failure) {  // of a library; ours do not throw
+    return morvane::tools::Fail(context, morvane::NxErrFailure, failure.what());
+  }
 }
 
 }  // namespace

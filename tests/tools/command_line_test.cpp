@@ -15,7 +15,8 @@ TEST(CommandLine, WrongLineIsExitCodeTwo) {
   const std::string folder = FreshFolder("line");
   for (const char* line : {"", "nosuch", "capture", "capture --name x", "boards --what",
                            "capture --name x --type xyz", "capture --name x --type yuv --frames 0",
-                           "info", "capture --name x --type yuv --mode duration"}) {
+                           "info", "capture --name x --type yuv --mode duration",
+                           "play x --speed abc", "play x --speed 0", "play x --speed nan"}) {
     const ToolRun run = RunTool(folder, line);
     EXPECT_EQ(run.exitCode, 2) << "morvanectl " << line;
     EXPECT_EQ(run.out, "") << line;

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <cstdint>
 #include <filesystem>
 #include <nlohmann/json.hpp>
@@ -119,6 +120,39 @@ TEST(DemoCommand, FindsEveryFrameThatLeftTheCardOnItsInput) {
   EXPECT_EQ(result["framesPlayed"], 30);
   EXPECT_EQ(result["mismatches"], 0);
   EXPECT_TRUE(std::filesystem::exists(folder + "/" + std::string(result["clip"])));
+}
+
+TEST(DemoCommand, TakesLessThanThirtySecondsAsItIs) {
+  const std::string folder = FreshFolder("demo");
+  const auto start = std::chrono::steady_clock::now();
+  ASSERT_EQ(RunTool(folder, "demo --dir .").exitCode, 0);
+  const std::chrono::duration<double> taken = std::chrono::steady_clock::now() - start;
+  EXPECT_LT(taken.count(), 30.0);
+}
+
+TEST(DemoCommand, AnInputWithoutTimecodeIsToldAndNotWaitedFor) {
+  const std::string folder = FreshFolder("demo");
+  WriteFile(folder + "/m.toml",
+            "[[card]]\nboard = \"Elm\"\n[card.input1]\nsource = \"bars\"\n"
+            "timecode = \"none\"\n");
+  const ToolRun run = RunTool(folder, "--machine m.toml demo --dir .");
+  EXPECT_EQ(run.exitCode, 1);
+  EXPECT_NE(run.err.find("carries no timecode"), std::string::npos) << run.err;
+}
+
+TEST(PlayRefused, ACardThatWillNotStartIsAnError) {
+  const std::string folder = FreshFolder("play");
+  const std::string card =
+      "[[card]]\nboard = \"Elm\"\n[card.input1]\nsource = \"bars\"\n"
+      "format = \"525 59.94\"\n";
+  WriteFile(folder + "/good.toml", card);
+  WriteFile(folder + "/bad.toml", card + "[card.faults]\nrefuse_start = true\n");
+  ASSERT_EQ(RunTool(folder, "--machine good.toml capture --name clip --type yuv --frames 6 --dir .")
+                .exitCode,
+            0);
+  const ToolRun run = RunTool(folder, "--machine bad.toml play clip/clip_000000.yuv");
+  EXPECT_EQ(run.exitCode, 1);
+  EXPECT_NE(run.err.find("error 200002: "), std::string::npos) << run.err;
 }
 
 TEST(DemoCommand, NeverWritesOverTheClipOfAnEarlierRun) {
