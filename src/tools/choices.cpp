@@ -1,8 +1,10 @@
 #include "tools/choices.h"
 
 #include <charconv>
+#include <functional>
 
 #include "media/media_factory.h"
+#include "processing/pixel_format.h"
 
 namespace morvane::tools {
 namespace {
@@ -18,6 +20,19 @@ bool ParseNumber(const std::string& text, int32_t* value) {
   const char* end = text.data() + text.size();
   const auto [stop, error] = std::from_chars(text.data(), end, *value);
   return error == std::errc() && stop == end && *value >= 0;
+}
+
+// Reads two numbers above 0 with `separator` between them.
+bool ParsePair(const std::string& text, char separator, int32_t* first, int32_t* second) {
+  const size_t at = text.find(separator);
+  return at != std::string::npos && ParseNumber(text.substr(0, at), first) &&
+         ParseNumber(text.substr(at + 1), second) && *first > 0 && *second > 0;
+}
+
+// An option whose text `parse` reads, or throws.
+CLI::Option* AddParsed(CLI::App& command, const char* name, const char* typeName, const char* words,
+                       const std::function<void(const std::string&)>& parse) {
+  return command.add_option_function<std::string>(name, parse, words)->type_name(typeName);
 }
 
 }  // namespace
@@ -55,6 +70,44 @@ bool ParseRange(const std::string& text, int32_t* first, int32_t* last) {
   }
   return ParseNumber(text.substr(0, dash), first) && ParseNumber(text.substr(dash + 1), last) &&
          *first <= *last;
+}
+
+std::string RateChoice::Text() const {
+  return std::to_string(scale) + "/" + std::to_string(rate);
+}
+
+CLI::Option* AddRateOption(CLI::App& command, RateChoice* rate) {
+  return AddParsed(command, "--rate", "S/R", "Frames a second, such as 30000/1001",
+                   [rate](const std::string& text) {
+                     if (ParsePair(text, '/', &rate->scale, &rate->rate)) return;
+                     throw CLI::ValidationError("--rate", text + ": 30000/1001 is meant");
+                   });
+}
+
+CLI::Option* AddSizeOption(CLI::App& command, const char* name, SizeChoice* size,
+                           const char* words) {
+  return AddParsed(command, name, "WxH", words, [name, size](const std::string& text) {
+    if (ParsePair(text, 'x', &size->width, &size->height) && size->width <= kLargestSize &&
+        size->height <= kLargestSize) {
+      return;
+    }
+    throw CLI::ValidationError(name, text + ": 1920x1080 is meant, up to 32768 either way");
+  });
+}
+
+CLI::Option* AddFourCCOption(CLI::App& command, const char* name, FourCCCode* code,
+                             const char* words) {
+  return AddParsed(command, name, "FOURCC", words, [name, code](const std::string& text) {
+    if (ParseFourCC(text, code) && FindPixelFormat(*code) != nullptr) return;
+    throw CLI::ValidationError(name, "\"" + text + "\" is no pixel format");
+  });
+}
+
+CLI::Option* AddMatrixOption(CLI::App& command, int32_t* matrix) {
+  return command
+      .add_option("--matrix", *matrix,
+                  "0, 1: 601 full, video; 2, 3: 709 full, video; 4, 5: 709 in other roundings")
+      ->check(CLI::Range(0, 5));
 }
 
 bool ParseAudioChoice(const std::string& text, AudioChoice* choice) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <CLI/CLI.hpp>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -21,6 +22,28 @@ namespace morvane::tools {
 
 // Reads "A-B" (both ends included) or one number. Returns: false for anything else or B below A.
 [[nodiscard]] bool ParseRange(const std::string& text, int32_t* first, int32_t* last);
+
+// A frame rate as it is typed: "30000/1001", both numbers above 0.
+struct RateChoice {
+  int32_t scale = 0;  // 0: not told
+  int32_t rate = 0;
+  [[nodiscard]] std::string Text() const;
+};
+// A picture size as it is typed: "1920x1080".
+struct SizeChoice {
+  int32_t width = 0;  // 0: not told
+  int32_t height = 0;
+};
+inline constexpr int32_t kLargestSize = 32768;  // that can be typed, either way
+
+// Options that are checked as the line is read; a value that is none is exit code 2.
+CLI::Option* AddRateOption(CLI::App& command, RateChoice* rate);  // --rate
+CLI::Option* AddSizeOption(CLI::App& command, const char* name, SizeChoice* size,
+                           const char* words);
+// A pixel format of ours; its blanks count.
+CLI::Option* AddFourCCOption(CLI::App& command, const char* name, FourCCCode* code,
+                             const char* words);
+CLI::Option* AddMatrixOption(CLI::App& command, int32_t* matrix);  // --matrix, 0 to 5
 
 // An audio choice: 16au, 24au, 32au, 32af, with ":2" behind it for stereo files, or "none".
 struct AudioChoice {

@@ -12,9 +12,17 @@ constexpr size_t kSlackBytes = 4096;  // room for the header in front and the pa
 
 }  // namespace
 
+int32_t MatrixOfClip(int32_t width) {
+  return width < 800 ? ColorMatrix601Video : ColorMatrix709Video;
+}
+
 ClipReader::ClipReader(OpenClip& clip, FourCCCode format)
+    : ClipReader(clip, format, MatrixOfClip(clip.info.width)) {}
+
+ClipReader::ClipReader(OpenClip& clip, FourCCCode format, int32_t matrix)
     : clip_(clip),
       format_(format),
+      matrix_(matrix),
       pitch_(PixelPitch(format, clip.info.width)),
       bytes_(static_cast<size_t>(pitch_) * static_cast<size_t>(clip.info.height)) {}
 
@@ -30,7 +38,7 @@ NxErr ClipReader::Read(int32_t frame) {
   request.height = clip_.info.height;
   request.pitch = pitch_;
   request.orientation = kOrientationTopDown;
-  request.color.matrix = clip_.info.width < 800 ? 1 : 3;
+  request.color.matrix = matrix_;
   request.frame = frame;
   request.buffer = buffer_.Data();
   request.bufferBytes = static_cast<int32_t>(buffer_.Bytes());

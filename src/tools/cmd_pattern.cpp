@@ -1,8 +1,4 @@
-#include <png.h>
-
-#include <cerrno>
 #include <cstdio>
-#include <cstring>
 #include <memory>
 #include <vector>
 
@@ -12,6 +8,7 @@
 #include "session/card2.h"
 #include "tools/card_door.h"
 #include "tools/command.h"
+#include "tools/raw_file.h"
 #include "tools/stop_signal.h"
 
 namespace morvane::tools {
@@ -24,28 +21,6 @@ struct PatternOptions {
   double holdSeconds = 0;
 };
 
-// Writes `pixels`, 8-bit RGB, as a new file. Returns: words for the user, empty when all went well.
-std::string WritePng(const std::string& path, const RQD5FormatDescriptor& shape,
-                     const std::vector<uint8_t>& pixels) {
-  std::FILE* file = std::fopen(path.c_str(), "wxb");  // never over a file that is there
-  if (file == nullptr) return path + " cannot be made: " + std::strerror(errno) + ".";
-  png_image image;
-  std::memset(&image, 0, sizeof image);
-  image.version = PNG_IMAGE_VERSION;
-  image.width = shape.numPixels;
-  image.height = shape.numLines;
-  image.format = PNG_FORMAT_RGB;
-  const auto pitch = static_cast<png_int_32>(shape.linePitch * 4);
-  std::string words;
-  if (png_image_write_to_stdio(&image, file, 0, pixels.data(), pitch, nullptr) == 0) {
-    words = image.message;
-  }
-  if (std::fclose(file) != 0 && words.empty()) words = std::strerror(errno);
-  if (words.empty()) return {};
-  std::remove(path.c_str());
-  return path + " cannot be written: " + words + ".";
-}
-
 // Draws the pattern in the raster of the board's selected format.
 std::string DrawToFile(const PatternOptions& options, const RQD5VideoFormatDesc& format) {
   PatternRaster raster;
@@ -54,7 +29,8 @@ std::string DrawToFile(const PatternOptions& options, const RQD5VideoFormatDesc&
   const RQD5FormatDescriptor shape = PatternDescriptor(raster);
   std::vector<uint8_t> pixels(shape.FrameBytes());
   if (const char* refusal = DrawTestPattern(options.number, raster, pixels)) return refusal;
-  return WritePng(options.png, shape, pixels);
+  return WritePngFile(options.png, pixels.data(), shape.numPixels, shape.numLines,
+                      shape.linePitch * 4);
 }
 
 // Shows the pattern on the board's output, and keeps the process so long.

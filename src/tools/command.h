@@ -44,9 +44,17 @@ void EndProgress();
 void AddBoardsCommand(CLI::App& app, CommandContext& context);
 void AddBoardCommand(CLI::App& app, CommandContext& context);
 void AddPatternCommand(CLI::App& app, CommandContext& context);
+void AddRegistersCommand(CLI::App& app, CommandContext& context);
+// Last of all: it tells of the commands that are there.
+void AddCompletionCommand(CLI::App& app, CommandContext& context);
 void AddStatusCommand(CLI::App& app, CommandContext& context);
 void AddInfoCommand(CLI::App& app, CommandContext& context);
 void AddFramehashCommand(CLI::App& app, CommandContext& context);
+void AddExtractCommand(CLI::App& app, CommandContext& context);
+void AddConvertCommand(CLI::App& app, CommandContext& context);
+void AddPixelsCommand(CLI::App& app, CommandContext& context);
+void AddTimecodeCommand(CLI::App& app, CommandContext& context);
+void AddLutCommand(CLI::App& app, CommandContext& context);
 void AddCaptureCommand(CLI::App& app, CommandContext& context);
 void AddPlayCommand(CLI::App& app, CommandContext& context);
 void AddDemoCommand(CLI::App& app, CommandContext& context);

@@ -37,9 +37,16 @@ int RunCommandLine(int argc, char** argv) {
   morvane::tools::AddPatternCommand(app, context);
   morvane::tools::AddInfoCommand(app, context);
   morvane::tools::AddFramehashCommand(app, context);
+  morvane::tools::AddExtractCommand(app, context);
+  morvane::tools::AddConvertCommand(app, context);
+  morvane::tools::AddPixelsCommand(app, context);
+  morvane::tools::AddTimecodeCommand(app, context);
+  morvane::tools::AddLutCommand(app, context);
   morvane::tools::AddCaptureCommand(app, context);
   morvane::tools::AddPlayCommand(app, context);
   morvane::tools::AddDemoCommand(app, context);
+  morvane::tools::AddRegistersCommand(app, context);
+  morvane::tools::AddCompletionCommand(app, context);
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {

@@ -1,0 +1,300 @@
+// extract and convert, run as a user runs them, on clips that the test makes.
+#include <gtest/gtest.h>
+
+#include <nlohmann/json.hpp>
+#include <string>
+#include <vector>
+
+#include "media/riff_wave.h"
+#include "support/test_environment.h"
+#include "tools/sound_copy.h"
+#include "tools/tool_runner.h"
+
+namespace morvane::test {
+namespace {
+
+using Json = nlohmann::json;
+
+// A clip of `frames` TGA frames, 6x4, each of another colour and no two pixels alike.
+void MakeClip(const std::string& folder, int frames) {
+  for (int frame = 0; frame < frames; ++frame) {
+    std::string file(18, '\0');
+    file[2] = 2;  // plain RGB
+    file[12] = 6;
+    file[14] = 4;
+    file[16] = 24;
+    file[17] = 0x20;  // top row first
+    for (int i = 0; i < 24; ++i) {
+      file += static_cast<char>(10 + i);          // blue
+      file += static_cast<char>(200 - 3 * i);     // green
+      file += static_cast<char>(frame * 20 + i);  // red
+    }
+    char name[32];
+    std::snprintf(name, sizeof name, "/src_%06d.tga", frame + 1);
+    WriteFile(folder + name, file);
+  }
+}
+
+// A WAV file of 48 kHz sound, 16 bits, whose n-th sample is n + `offset` (mod 2^16).
+void MakeSound(const std::string& path, int channels, int samples, int offset) {
+  RiffWaveFile file;
+  WaveFormat format;
+  format.fourcc = FourCC("16au");
+  format.channels = channels;
+  format.sampleRate = 48000;
+  format.bits = 16;
+  ASSERT_EQ(file.Create(path, kCreateNew, format), NxErrSuccess);
+  std::vector<int16_t> data;
+  for (int i = 0; i < samples * channels; ++i) data.push_back(static_cast<int16_t>(i + offset));
+  ASSERT_EQ(file.Append(data.data(), data.size() * 2), NxErrSuccess);
+  ASSERT_EQ(file.Flush(), NxErrSuccess);
+  ASSERT_EQ(file.Close(), NxErrSuccess);
+}
+
+std::string Hashes(const std::string& folder, const std::string& arguments) {
+  const ToolRun run = RunTool(folder, "framehash --format 'rgb ' " + arguments);
+  EXPECT_EQ(run.exitCode, 0) << run.err;
+  // The lines of frames; the header tells the rate, which differs.
+  const size_t head = run.out.rfind('#');
+  return run.out.substr(run.out.find('\n', head));
+}
+
+TEST(ExtractCommand, WritesTheRawPixelsOfOneFrame) {
+  const std::string folder = FreshFolder("extract");
+  MakeClip(folder, 2);
+  ToolRun run = RunTool(folder, "--json extract src_000001.tga 1 out.raw --format 'rgb '");
+  ASSERT_EQ(run.exitCode, 0) << run.err;
+  EXPECT_EQ(Json::parse(run.out)["bytes"], 72);
+  const std::vector<uint8_t> pixels = ReadWholeFile(folder + "/out.raw");
+  ASSERT_EQ(pixels.size(), 72U);
+  EXPECT_EQ(pixels[0], 20);
+  EXPECT_EQ(pixels[1], 200);
+  EXPECT_EQ(pixels[2], 10);
+  EXPECT_EQ(pixels[69], 43);  // the last pixel's red
+
+  run = RunTool(folder, "extract src_000001.tga 0 out.raw");
+  EXPECT_EQ(run.exitCode, 1) << "the file was there";
+  EXPECT_EQ(ReadWholeFile(folder + "/out.raw"), pixels);
+  run = RunTool(folder, "--json extract src_000001.tga 2 other.raw");
+  EXPECT_EQ(run.exitCode, 1);
+  EXPECT_NE(run.err.find("has frames 0 to 1"), std::string::npos) << run.err;
+  EXPECT_EQ(RunTool(folder, "extract src_000001.tga 0 a.png --format bgrA").exitCode, 2);
+}
+
+TEST(ExtractCommand, WritesAPngThatAnotherReaderSees) {
+  const std::string folder = FreshFolder("extract");
+  MakeClip(folder, 1);
+  const ToolRun run = RunTool(folder, "extract src_000001.tga 0 out.png");
+  ASSERT_EQ(run.exitCode, 0) << run.err;
+  ASSERT_EQ(RunTool(folder, "extract src_000001.tga 0 out.raw --format 'rgb '").exitCode, 0);
+  const ToolRun other = RunShell(
+      folder,
+      "ffmpeg -v error -i out.png -f rawvideo -pix_fmt rgb24 png.raw && cmp png.raw out.raw");
+  EXPECT_EQ(other.exitCode, 0) << other.err << other.out;
+}
+
+TEST(ConvertCommand, PictureSurvivesTheWayThroughOtherTypes) {
+  const std::string folder = FreshFolder("convert");
+  MakeClip(folder, 3);
+  const std::string wanted = Hashes(folder, "src_000001.tga");
+  for (const char* type : {"tif", "bmp", "dpx"}) {
+    const std::string to = std::string("convert src_000001.tga ") + type +
+                           " --start-number 000001 --rate 25000/1000 --type " + type;
+    ToolRun run = RunTool(folder, "--json " + to);
+    ASSERT_EQ(run.exitCode, 0) << type << ": " << run.err;
+    const Json document = Json::parse(run.out);
+    EXPECT_EQ(document["frames"], 3);
+    EXPECT_EQ(document["audioFiles"], Json::array());
+    EXPECT_EQ(document["clip"], std::string("./") + type + "_000001." + type);
+    EXPECT_GE(document["seconds"], 0.0);
+    const std::string clip = std::string(type) + "_000001." + type;
+    EXPECT_EQ(Hashes(folder, clip), wanted) << type;
+    const Json info = Json::parse(RunTool(folder, "--json info " + clip).out);
+    EXPECT_EQ(info["timeScale"], 25000) << type;
+    EXPECT_EQ(info["timeRate"], 1000) << type;
+    const std::vector<std::string> before = FilesIn(folder);
+    run = RunTool(folder, to);
+    EXPECT_EQ(run.exitCode, 1) << "the clip was there";
+    EXPECT_EQ(FilesIn(folder), before);
+  }
+}
+
+TEST(ConvertCommand, ThreadsChangeNothingButTheTime) {
+  const std::string folder = FreshFolder("convert");
+  MakeClip(folder, 7);
+  for (const char* threads : {"1", "3", "16"}) {
+    const ToolRun run = RunTool(folder, std::string("convert src_000001.tga t") + threads +
+                                            " --type yuv --range 1-5 --threads " + threads);
+    ASSERT_EQ(run.exitCode, 0) << run.err;
+  }
+  const ToolRun same = RunShell(folder,
+                                "for n in 0 1 2 3 4; do cmp t1_00000$n.yuv t3_00000$n.yuv && "
+                                "cmp t1_00000$n.yuv t16_00000$n.yuv || exit 1; done; "
+                                "test ! -e t1_000005.yuv");
+  EXPECT_EQ(same.exitCode, 0) << same.out << same.err;
+}
+
+TEST(ConvertCommand, AnEarlierClipInTheWayIsLeftAlone) {
+  const std::string folder = FreshFolder("convert");
+  MakeClip(folder, 3);
+  WriteFile(folder + "/new_000002.bmp", "somebody's frame");
+  const ToolRun run = RunTool(folder, "convert src_000001.tga new --type bmp");
+  EXPECT_EQ(run.exitCode, 1);
+  EXPECT_EQ(ReadWholeFile(folder + "/new_000002.bmp").size(), 16U);
+  EXPECT_EQ(FilesIn(folder), (std::vector<std::string>{"new_000002.bmp", "src_000001.tga",
+                                                       "src_000002.tga", "src_000003.tga"}));
+}
+
+TEST(ConvertCommand, AnotherSizeIsCentredOrScaled) {
+  const std::string folder = FreshFolder("convert");
+  MakeClip(folder, 1);
+  ASSERT_EQ(
+      RunTool(folder, "convert src_000001.tga big --type bmp --format 'bgr ' --size 10x8").exitCode,
+      0);
+  ASSERT_EQ(RunTool(folder,
+                    "convert src_000001.tga wide --type bmp --format 'bgr ' --size 12x8 --stretch")
+                .exitCode,
+            0);
+  ASSERT_EQ(RunTool(folder, "extract big_000000.bmp 0 big.raw --format 'rgb '").exitCode, 0);
+  ASSERT_EQ(RunTool(folder, "extract wide_000000.bmp 0 wide.raw --format 'rgb '").exitCode, 0);
+  const std::vector<uint8_t> big = ReadWholeFile(folder + "/big.raw");
+  const std::vector<uint8_t> wide = ReadWholeFile(folder + "/wide.raw");
+  ASSERT_EQ(big.size(), 240U);
+  ASSERT_EQ(wide.size(), 288U);
+  EXPECT_EQ(big[0], 0);
+  EXPECT_EQ(big[1], 0);
+  const size_t corner = (2 * 10 + 2) * 3;  // two rows and two columns of black before the picture
+  EXPECT_EQ(big[corner + 1], 200);
+  EXPECT_EQ(big[corner + 2], 10);
+  EXPECT_EQ(wide[1], 200);
+  EXPECT_EQ(wide[2], 10);
+}
+
+TEST(ConvertCommand, EightBitYuvIsCroppedToItsMiddleUnchanged) {
+  const std::string folder = FreshFolder("convert");
+  // 720x486, which the length of the file tells; no two neighbours are alike, all
+  // in the range of video.
+  std::vector<uint8_t> frame;
+  for (int i = 0; i < 720 * 486 * 2; ++i) frame.push_back(static_cast<uint8_t>(i * 7 % 223 + 16));
+  WriteFile(folder + "/src_000001.yuv", std::string(frame.begin(), frame.end()));
+  const ToolRun run = RunTool(folder, "convert src_000001.yuv crop --size 720x480");
+  ASSERT_EQ(run.exitCode, 0) << run.err;
+  ASSERT_EQ(RunTool(folder, "extract crop_000000.yuv 0 crop.raw --format 2vuy").exitCode, 0);
+  const auto first = frame.begin() + 3 * 1440;
+  EXPECT_TRUE(ReadWholeFile(folder + "/crop.raw") ==
+              std::vector<uint8_t>(first, first + 480 * 1440));
+}
+
+TEST(ConvertCommand, SoundGoesAlongFrameByFrame) {
+  const std::string folder = FreshFolder("convert");
+  MakeClip(folder, 4);
+  MakeSound(folder + "/src.wav", 1, 8000, 1);
+  MakeSound(folder + "/src_A2.wav", 1, 8000, 20001);
+  ToolRun run = RunTool(folder, "convert src_000001.tga new --type bmp");
+  EXPECT_EQ(run.exitCode, 2) << "sound, but no rate";
+  EXPECT_EQ(FilesIn(folder).size(), 6U);
+
+  // The whole: the sound behind the last picture too.
+  run = RunTool(folder, "--json convert src_000001.tga new --type bmp --rate 25000/1000");
+  ASSERT_EQ(run.exitCode, 0) << run.err;
+  EXPECT_EQ(Json::parse(run.out)["audioFiles"], (Json{"./new.wav", "./new_A2.wav"}));
+  const Json info = Json::parse(RunTool(folder, "--json info new_000000.bmp").out);
+  EXPECT_EQ(info["audio"]["samplesPerFile"], (Json{8000, 8000}));
+
+  // A range, as one stereo file of floats.
+  run = RunTool(folder,
+                "convert src_000001.tga cut --type bmp --rate 25000/1000 --range 1-2 "
+                "--audio 32af:2");
+  ASSERT_EQ(run.exitCode, 0) << run.err;
+  run = RunShell(folder, "ffmpeg -v error -i cut.wav -f s16le -c:a pcm_s16le cut.raw");
+  ASSERT_EQ(run.exitCode, 0) << run.err;
+  const std::vector<uint8_t> bytes = ReadWholeFile(folder + "/cut.raw");
+  ASSERT_EQ(bytes.size(), 2U * 1920 * 4);
+  const auto sample = [&bytes](size_t i) {
+    return static_cast<int16_t>(bytes[2 * i] | bytes[2 * i + 1] << 8);
+  };
+  EXPECT_EQ(sample(0), 1921);
+  EXPECT_EQ(sample(1), 21921);
+  EXPECT_EQ(sample(2 * 3839), 5760);
+  EXPECT_EQ(sample(2 * 3839 + 1), 25760);
+
+  ASSERT_EQ(RunTool(folder, "convert src_000001.tga mute --type bmp --audio none").exitCode, 0);
+  EXPECT_EQ(RunShell(folder, "test ! -e mute.wav").exitCode, 0);
+}
+
+TEST(ConvertCommand, TimecodeAndReelGoAlong) {
+  const std::string folder = FreshFolder("convert");
+  MakeClip(folder, 4);
+  ASSERT_EQ(RunTool(folder,
+                    "convert src_000001.tga a --type dpx --rate 25000/1000 --reel Seven "
+                    "--start-number 000001")
+                .exitCode,
+            0);
+  // The timecode of the first frame, as it stands in the header of a DPX frame.
+  ASSERT_EQ(RunShell(folder,
+                     "printf '\\001\\002\\003\\026' | "
+                     "dd of=a_000001.dpx bs=1 seek=1920 conv=notrunc status=none")
+                .exitCode,
+            0);
+  ASSERT_EQ(Json::parse(RunTool(folder, "--json info a_000001.dpx").out)["timecode"],
+            "01:02:03:16");
+  const ToolRun run = RunTool(folder, "convert a_000001.dpx b --range 2-3 --start-number 000001");
+  ASSERT_EQ(run.exitCode, 0) << run.err;
+  const Json copy = Json::parse(RunTool(folder, "--json info b_000001.dpx").out);
+  EXPECT_EQ(copy["frameCount"], 2);
+  EXPECT_EQ(copy["timeScale"], 25000);
+  EXPECT_EQ(copy["fourcc"], Json::parse(RunTool(folder, "--json info a_000001.dpx").out)["fourcc"]);
+  const std::vector<uint8_t> first = ReadWholeFile(folder + "/b_000001.dpx");
+  const std::vector<uint8_t> second = ReadWholeFile(folder + "/b_000002.dpx");
+  ASSERT_GT(second.size(), 2048U);
+  EXPECT_EQ(std::string(first.begin() + 160, first.begin() + 166), std::string("Seven\0", 6));
+  EXPECT_EQ(copy["timecode"], "01:02:03:18");
+}
+
+TEST(ConvertCommand, WrongLineIsExitCodeTwo) {
+  const std::string folder = FreshFolder("convert");
+  MakeClip(folder, 1);
+  for (const char* line :
+       {"convert src_000001.tga", "convert src_000001.tga b --type xyz",
+        "convert src_000001.tga b --range 3-1", "convert src_000001.tga b --audio 8au",
+        "convert src_000001.tga b --threads 0", "convert src_000001.tga b --start-number 1x",
+        "convert src_000001.tga b --size 10", "extract src_000001.tga",
+        "extract src_000001.tga -1 x"}) {
+    EXPECT_EQ(RunTool(folder, line).exitCode, 2) << line;
+  }
+  EXPECT_EQ(FilesIn(folder), (std::vector<std::string>{"src_000001.tga"}));
+  EXPECT_EQ(RunTool(folder, "convert src_000001.tga no/such/b").exitCode, 1);
+  EXPECT_EQ(RunTool(folder, "convert src_000001.tga b --type bmp --format v219").exitCode, 1);
+}
+
+TEST(SoundCopy, SamplesKeepTheirValueInDeeperFormats) {
+  uint8_t narrow[4] = {};
+  uint8_t wide[4] = {};
+  for (const char* deeper : {"24au", "32au", "32af"}) {
+    const FourCCCode code = FourCC(std::string(deeper) == "24au"   ? "24au"
+                                   : std::string(deeper) == "32au" ? "32au"
+                                                                   : "32af");
+    for (int value = -32768; value < 32768; ++value) {
+      narrow[0] = static_cast<uint8_t>(value);
+      narrow[1] = static_cast<uint8_t>(value >> 8);
+      tools::StoreSample(code, tools::LoadSample(FourCC("16au"), narrow), wide);
+      uint8_t back[4] = {};
+      tools::StoreSample(FourCC("16au"), tools::LoadSample(code, wide), back);
+      ASSERT_EQ(back[0], narrow[0]) << deeper << " " << value;
+      ASSERT_EQ(back[1], narrow[1]) << deeper << " " << value;
+    }
+  }
+}
+
+TEST(SoundCopy, WhatIsBeyondFullScaleIsHeld) {
+  uint8_t out[4] = {};
+  tools::StoreSample(FourCC("24au"), 1.5, out);
+  EXPECT_EQ(out[0] | out[1] << 8 | out[2] << 16, 0x7FFFFF);
+  tools::StoreSample(FourCC("16au"), -2.0, out);
+  EXPECT_EQ(out[0] | out[1] << 8, 0x8000);
+  tools::StoreSample(FourCC("16au"), 1.5 / 32768, out);
+  EXPECT_EQ(out[0] | out[1] << 8, 2);
+}
+
+}  // namespace
+}  // namespace morvane::test
