@@ -127,7 +127,7 @@ class NxMediaSeq {
 
   // ---- help for the hooks -----------------------------------------------------------------
   static void PutName(NxMediaInfoHead* head, const char* name);
-  // a * b and a * b + c as a positive 31-bit number; false when it does not fit.
+  // a * b as a number of 31 bits; false when it does not fit.
   [[nodiscard]] static bool SizeProduct(int64_t a, int64_t b, int32_t* product);
   [[nodiscard]] const NxMediaFileInfo* ReadInfo() const { return readInfo_.get(); }
   [[nodiscard]] const NxMediaCreateInfo* WriteInfo() const { return writeInfo_.get(); }
