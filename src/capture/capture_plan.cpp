@@ -5,49 +5,12 @@
 #include "base/fourcc.h"
 #include "capture/capture_preparation.h"
 #include "media/media_file_base.h"
+#include "session/card_layout.h"
 
 // What a capture is to be, before anything is made: formats, style, length, and the descriptions
 // that the file is created with.
 namespace morvane {
 namespace {
-
-struct LayoutRow {
-  char fourcc[5];
-  RQD5FrameBufferFormat format;
-};
-
-// clang-format off
-constexpr LayoutRow kLayouts[] = {
-  {"v219", FrameBuffer10BitYCbCr},
-  {"V219", FrameBuffer10BitYCbCr},
-  {"2vuy", FrameBuffer8BitUyvy},
-  {"2Vuy", FrameBuffer8BitUyvy},
-  {"uyv9", FrameBuffer8BitUyvy},
-  {"jpgq", FrameBuffer8BitUyvy},
-  {"dv51", FrameBuffer8BitUyvy},
-  {"dv26", FrameBuffer8BitUyvy},
-  {"bgrA", FrameBuffer8BitArgb},
-  {"rleq", FrameBuffer8BitArgb},
-  {"argB", FrameBuffer8BitRgba},
-  {"10RG", FrameBuffer10BitRgb},
-  {"10RS", FrameBuffer10BitRgb},
-  {"yuy2", FrameBuffer8BitYuy2},
-  {"rgba", FrameBuffer8BitAbgr},
-  {"rgbb", FrameBuffer8BitAbgr},
-  {"10rb", FrameBuffer10BitRgbDpx},
-  {"11rb", FrameBuffer10BitRgbDpx},
-  {"11rQ", FrameBuffer10BitRgbDpx},
-  {"10yb", FrameBuffer10BitYCbCrDpx},
-  {"dvhd", FrameBuffer8BitDvcPro},
-  {"rgb ", FrameBuffer8BitRgb},
-  {"rg2b", FrameBuffer8BitRgb},
-  {"bgr ", FrameBuffer8BitBgr},
-  {"10rl", FrameBuffer10BitRgbDpxLittle},
-  {"11rl", FrameBuffer10BitRgbDpxLittle},
-  {"RGB ", FrameBuffer48BitRgb},
-};
-// clang-format on
-static_assert(std::size(kLayouts) == 27);
 
 constexpr FourCCCode kDvcProHd = FourCC("dvhd");
 constexpr FourCCCode kSilentPicture = FourCC("2Vuy");
@@ -76,15 +39,6 @@ void DescribeDvcProHd(uint32_t height, uint32_t rateScale, NxMediaCreateInfo* in
 
 }  // namespace
 
-bool CardFormatOf(FourCCCode fourcc, bool is1080At25, RQD5FrameBufferFormat* format) {
-  for (const LayoutRow& row : kLayouts) {
-    if (FourCC(row.fourcc) != fourcc) continue;
-    *format = fourcc == kDvcProHd && is1080At25 ? FrameBuffer8BitHdv : row.format;
-    return true;
-  }
-  return false;
-}
-
 NxErr CapturePreparation::PlanVideo() {
   const int32_t subtype = ChoicesOf(settings_).videoSubtype;
   if (subtype < 0 || subtype >= job_.file->GetNumImageWriteFormats()) return NxErrFailure;
@@ -92,9 +46,9 @@ NxErr CapturePreparation::PlanVideo() {
     return NxErrFailure;
   }
   const bool is1080At25 = height_ == 1080 && rateScale_ == 25000;
-  if (!CardFormatOf(picture_.fourcc, is1080At25, &cardFormat_)) {
-    return NxErrColorspaceNotSupported;
-  }
+  uint32_t layout = 0;
+  if (!CardLayoutOf(picture_.fourcc, is1080At25, &layout)) return NxErrColorspaceNotSupported;
+  cardFormat_ = static_cast<RQD5FrameBufferFormat>(layout);
   if (!session_.CanUseFrameBufferFormat(cardFormat_)) return NxErrColorspaceNotSupported;
   job_.padBytes = session_.GetPadBytes(cardFormat_);
   return NxErrSuccess;

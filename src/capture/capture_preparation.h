@@ -13,11 +13,6 @@
 
 namespace morvane {
 
-// The card's layout that a file's pixel format is captured in: the card delivers each frame as the
-// file stores it. Returns: false for a pixel format that no layout gives. `is1080At25` tells the
-// two layouts of "dvhd" apart.
-[[nodiscard]] bool CardFormatOf(FourCCCode fourcc, bool is1080At25, RQD5FrameBufferFormat* format);
-
 // The steps of one CaptureEngine::Prepare(), and what they found. Lives for that call.
 // Threads: main thread.
 class CapturePreparation {

@@ -3,26 +3,16 @@
 #include <cstring>
 
 #include "base/paths.h"
-#include "base/settings_store.h"
+#include "session/settings_record.h"
 
 namespace morvane {
 namespace {
 
-constexpr char kNumberName[] = "MagicNumber";
-constexpr char kNumberNameNI[] = "MagicNumberNI";
-constexpr char kNumberNameNS[] = "MagicNumberNS";
 constexpr char kRecordName[] = "ToviCaptureSettings";
 
 std::u16string DefaultFolder() {
   std::u16string folder;
   return Utf8ToUtf16(DefaultVideoFolder(), &folder) ? folder : u"/";
-}
-
-SettingsStore::Value Number(const char* name, uint32_t number) {
-  SettingsStore::Value value;
-  value.name = name;
-  value.number = number;
-  return value;
 }
 
 }  // namespace
@@ -31,7 +21,7 @@ void RestoreCaptureDefaults(const SessionIdentityBlock& identity,
                             const SessionConfigurationBlock& session, CaptureSettings* settings) {
   if (settings == nullptr) return;
   std::memset(settings, 0, sizeof *settings);
-  settings->magic = kCaptureMagic;
+  settings->magic = kSettingsMagic;
   settings->identity = identity;
   settings->session = session;
   settings->vtr = DefaultVtrSettings();
@@ -62,40 +52,25 @@ std::string CaptureSettingsKey(std::string_view boardName) {
 
 SettingsLoad LoadCaptureSettings(std::string_view boardName, const CaptureSettings& defaults,
                                  CaptureSettings* settings) {
-  const std::string key = CaptureSettingsKey(boardName);
-  SettingsStore store;
-  uint32_t number = 0;
-  uint32_t numberNI = 0;
-  uint32_t numberNS = 0;
-  const bool ours = store.KeyExists(key) && store.ReadNumber(key, kNumberName, &number) &&
-                    store.ReadNumber(key, kNumberNameNI, &numberNI) &&
-                    store.ReadNumber(key, kNumberNameNS, &numberNS) && number == kCaptureMagic &&
-                    numberNI == kCaptureMagicNI && numberNS == kCaptureMagicNS;
-  if (!ours) {
-    *settings = defaults;
-    SaveCaptureSettings(boardName, *settings);
-    return SettingsLoad::DefaultsSaved;
-  }
   size_t bytes = 0;
-  if (!store.ReadBinary(key, kRecordName, settings, sizeof *settings, &bytes)) {
-    *settings = defaults;
-    return SettingsLoad::DefaultsUnsaved;
+  switch (ReadSettingsRecord(CaptureSettingsKey(boardName), kRecordName, settings, sizeof *settings,
+                             &bytes)) {
+    case SettingsRecordState::Read:
+      return SettingsLoad::Stored;
+    case SettingsRecordState::NotOurs:
+      *settings = defaults;
+      SaveCaptureSettings(boardName, *settings);
+      return SettingsLoad::DefaultsSaved;
+    case SettingsRecordState::Unreadable:
+      break;
   }
-  return SettingsLoad::Stored;
+  *settings = defaults;
+  return SettingsLoad::DefaultsUnsaved;
 }
 
 NxErr SaveCaptureSettings(std::string_view boardName, const CaptureSettings& settings) {
   if (boardName.empty()) return NxErrFailure;
-  SettingsStore::Value record;
-  record.name = kRecordName;
-  record.binary = true;
-  record.data.resize(sizeof settings);
-  std::memcpy(record.data.data(), &settings, sizeof settings);
-  SettingsStore store;
-  // Deliberate: a store that cannot be written loses the settings, not the session.
-  (void)store.Write(CaptureSettingsKey(boardName),
-                    {Number(kNumberName, kCaptureMagic), Number(kNumberNameNI, kCaptureMagicNI),
-                     Number(kNumberNameNS, kCaptureMagicNS), std::move(record)});
+  WriteSettingsRecord(CaptureSettingsKey(boardName), kRecordName, &settings, sizeof settings);
   return NxErrSuccess;
 }
 

@@ -14,9 +14,6 @@
 // board model, guarded by three magic numbers.
 namespace morvane {
 
-inline constexpr uint32_t kCaptureMagic = 0x12345780;
-inline constexpr uint32_t kCaptureMagicNI = 0x89;
-inline constexpr uint32_t kCaptureMagicNS = 0x89;
 inline constexpr uint32_t kCaptureFileTypes = 8;
 inline constexpr size_t kClipNameCharacters = 250;
 inline constexpr int32_t kMaximumHandles = 60;         // frames; the least is 0
@@ -36,7 +33,7 @@ struct CaptureFileChoice {
 };
 
 struct CaptureSettings {
-  uint32_t magic;  // kCaptureMagic; never read back
+  uint32_t magic;  // kSettingsMagic; never read back
   SessionIdentityBlock identity;
   SessionConfigurationBlock session;
   VtrSettingsBlock vtr;

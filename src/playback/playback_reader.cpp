@@ -3,7 +3,7 @@
 
 #include "device/formats.h"
 #include "media/media_file_base.h"
-#include "playback/card_layout.h"
+#include "session/card_layout.h"
 #include "playback/playback_job.h"
 #include "processing/pixel_format.h"
 #include "session/card2.h"

@@ -3,30 +3,20 @@
 #include <cstring>
 
 #include "base/paths.h"
-#include "base/settings_store.h"
 #include "session/audio_output.h"
+#include "session/settings_record.h"
 
 namespace morvane {
 namespace {
 
-constexpr char kNumberName[] = "MagicNumber";
-constexpr char kNumberNameNI[] = "MagicNumberNI";
-constexpr char kNumberNameNS[] = "MagicNumberNS";
 constexpr char kRecordName[] = "ToviPlaybackSettings";
-
-SettingsStore::Value Number(const char* name, uint32_t number) {
-  SettingsStore::Value value;
-  value.name = name;
-  value.number = number;
-  return value;
-}
 
 }  // namespace
 
 void ResetPlaybackSettings(uint32_t channel, const SessionConfigurationBlock& session,
                            PlaybackSettings* settings) {
   std::memset(settings, 0, sizeof *settings);
-  settings->magic = kPlaybackMagic;
+  settings->magic = kSettingsMagic;
   settings->channel = channel;
   settings->session = session;
   settings->vtr = DefaultVtrSettings();
@@ -61,39 +51,18 @@ std::string PlaybackSettingsKey(std::string_view boardSuffix) {
 
 void LoadPlaybackSettings(std::string_view boardSuffix, const PlaybackSettings& defaults,
                           PlaybackSettings* settings) {
-  const std::string key = PlaybackSettingsKey(boardSuffix);
-  SettingsStore store;
-  uint32_t number = 0;
-  uint32_t numberNI = 0;
-  uint32_t numberNS = 0;
-  const bool ours = store.KeyExists(key) && store.ReadNumber(key, kNumberName, &number) &&
-                    store.ReadNumber(key, kNumberNameNI, &numberNI) &&
-                    store.ReadNumber(key, kNumberNameNS, &numberNS) && number == kPlaybackMagic &&
-                    numberNI == kPlaybackMagicNI && numberNS == kPlaybackMagicNS;
-  if (!ours) {
-    *settings = defaults;
-    SavePlaybackSettings(boardSuffix, *settings);
-    return;
-  }
   PlaybackSettings stored;
   size_t bytes = 0;
-  const bool whole =
-      store.ReadBinary(key, kRecordName, &stored, sizeof stored, &bytes) && bytes == sizeof stored;
+  const SettingsRecordState state = ReadSettingsRecord(PlaybackSettingsKey(boardSuffix),
+                                                       kRecordName, &stored, sizeof stored, &bytes);
+  const bool whole = state == SettingsRecordState::Read && bytes == sizeof stored;
   *settings = whole ? stored : defaults;
+  if (state == SettingsRecordState::NotOurs) SavePlaybackSettings(boardSuffix, *settings);
 }
 
 void SavePlaybackSettings(std::string_view boardSuffix, const PlaybackSettings& settings) {
   if (boardSuffix.empty()) return;
-  SettingsStore::Value record;
-  record.name = kRecordName;
-  record.binary = true;
-  record.data.resize(sizeof settings);
-  std::memcpy(record.data.data(), &settings, sizeof settings);
-  SettingsStore store;
-  // Deliberate: a store that cannot be written loses the settings, not the session.
-  (void)store.Write(PlaybackSettingsKey(boardSuffix),
-                    {Number(kNumberName, kPlaybackMagic), Number(kNumberNameNI, kPlaybackMagicNI),
-                     Number(kNumberNameNS, kPlaybackMagicNS), std::move(record)});
+  WriteSettingsRecord(PlaybackSettingsKey(boardSuffix), kRecordName, &settings, sizeof settings);
 }
 
 }  // namespace morvane

@@ -14,9 +14,6 @@
 // board model, guarded by three magic numbers.
 namespace morvane {
 
-inline constexpr uint32_t kPlaybackMagic = 0x12345780;
-inline constexpr uint32_t kPlaybackMagicNI = 0x89;
-inline constexpr uint32_t kPlaybackMagicNS = 0x89;
 inline constexpr int kPlaybackTracks = 16;
 
 enum class PlayRange : uint32_t { Infinity = 0, Marks = 1 };
@@ -27,7 +24,7 @@ enum class TimeBaseDisplay : uint32_t { Frames = 0, NonDropFrame = 1, DropFrame 
 #pragma pack(push, 1)
 
 struct PlaybackSettings {
-  uint32_t magic;  // kPlaybackMagic
+  uint32_t magic;  // kSettingsMagic
   uint8_t header[280];
   uint32_t channel;  // the session's
   uint8_t header2[4];

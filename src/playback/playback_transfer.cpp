@@ -3,7 +3,7 @@
 
 #include "base/page_memory.h"
 #include "device/formats.h"
-#include "playback/card_layout.h"
+#include "session/card_layout.h"
 #include "playback/playback_job.h"
 #include "processing/software_convert.h"
 #include "processing/timecode.h"

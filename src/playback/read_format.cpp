@@ -1,7 +1,7 @@
 #include "playback/read_format.h"
 
 #include "device/formats.h"
-#include "playback/card_layout.h"
+#include "session/card_layout.h"
 #include "processing/color_context.h"
 #include "processing/pixel_format.h"
 #include "session/card2.h"

@@ -1,4 +1,4 @@
-#include "playback/card_layout.h"
+#include "session/card_layout.h"
 
 #include <cstring>
 
