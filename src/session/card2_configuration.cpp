@@ -86,7 +86,9 @@ bool CRQD5Card2::SetConfiguration(const SessionConfigurationBlock& stored) {
   good &= RefreshOutputEnables();
   const int32_t horizontal = block.horizontalOffset;
   const int32_t vertical = block.verticalOffset;
-  if (horizontal != horizontalOffset_ || vertical != verticalOffset_) {
+  // The same offsets too: setting the format has centred the card's timing.
+  const bool centred = horizontal == 0 && vertical == 0;
+  if (!centred || horizontalOffset_ != 0 || verticalOffset_ != 0) {
     SetTimingOffsets(horizontal, vertical);  // a board without timing keeps 0
   }
   const float level = block.mixerLevel;
@@ -94,7 +96,8 @@ bool CRQD5Card2::SetConfiguration(const SessionConfigurationBlock& stored) {
   mixerEnable_ = block.mixerEnable != 0 && hasKeyer_;
   if (HasColourTable()) {
     std::memcpy(colourTable_, block.colourTable, sizeof colourTable_);
-    if (block.colourTableEnable != 0) good &= LoadColourTable(block.colourTable, true);
+    const bool enable = block.colourTableEnable != 0;
+    if (enable || colourTableEnable_) good &= LoadColourTable(block.colourTable, enable);
   }
   RebuildRouting();
   return good;

@@ -87,6 +87,28 @@ TEST(Configuration, SetsTheCard) {
   EXPECT_EQ(elm.port.Bits(0, 0x1C00), 3u);
 }
 
+TEST(Configuration, SetsTheTimingThatTheFormatHasCentred) {
+  OpenedBoard elm(BoardElm);
+  auto stored = NewBlock();
+  ASSERT_TRUE(elm.Format("1920x1080 @ 29.97i"));
+  ASSERT_TRUE(elm.session.SetTimingOffsets(7, -2));
+  ASSERT_TRUE(elm.session.GetConfiguration(stored.get()));
+  ASSERT_TRUE(elm.Format("720x576 @ 25.00i"));
+  EXPECT_EQ(elm.port.registers[14], 0x08001000u);
+  ASSERT_TRUE(elm.session.SetConfiguration(*stored));
+  EXPECT_EQ(elm.port.registers[14], (2048u - 2) << 16 | (4096u + 7));
+}
+
+TEST(Configuration, SwitchesTheColourTableOff) {
+  OpenedBoard elm(BoardElm);
+  auto stored = NewBlock();
+  ASSERT_TRUE(elm.session.GetConfiguration(stored.get()));
+  ASSERT_TRUE(elm.session.LoadColourTable(nullptr, true));
+  EXPECT_EQ(elm.port.registers[2048], 2u);
+  ASSERT_TRUE(elm.session.SetConfiguration(*stored));
+  EXPECT_EQ(elm.port.registers[2048], 0u);
+}
+
 TEST(Configuration, DefaultsLeaveTheSessionAlone) {
   OpenedBoard elm(BoardElm);
   ASSERT_TRUE(elm.Format("720x576 @ 25.00i", true));
