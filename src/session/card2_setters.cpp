@@ -116,7 +116,12 @@ bool CRQD5Card2::SetSDIOutput(uint32_t index) {
   }
   if (!ApplyLink(id)) return false;
   Select(SessionFamily::SDIOutput, id);
+  const bool levelWasKeptOff = singleLink15G_;
   singleLink15G_ = id == SDIHsdl;
+  // A format of two streams that was set while HSDL was still the choice has its level flag off.
+  if (levelWasKeptOff && !singleLink15G_ && IsDualStream(formatDesc_.videoFormat)) {
+    RefreshOutputEnables();
+  }
   RebuildRouting();
   return true;
 }

@@ -104,6 +104,17 @@ TEST(SetVideoFormat, HsdlKeepsTheLevelOff) {
   EXPECT_EQ(elm.port.Bits(0, 0x8000), 0u);
 }
 
+TEST(SetVideoFormat, LeavingHsdlForTwoStreamsTurnsTheLevelOn) {
+  OpenedBoard elm(BoardElm);
+  ASSERT_TRUE(elm.Format("2048x1556 @ 14.98sF", true));
+  ASSERT_TRUE(elm.Format("1920x1080 @ 60.00p", true));
+  EXPECT_EQ(elm.Current(SessionFamily::SDIOutput), "Single Link SDI");
+  EXPECT_EQ(elm.port.Bits(0, 0x8000), 1u);
+  RQD5VideoFormat format = 0;
+  ASSERT_TRUE(elm.session.GetCardFormat(&format));
+  EXPECT_EQ(format, 20u);
+}
+
 TEST(SetVideoFormat, ClearsTheAudioOffset) {
   OpenedBoard elm(BoardElm);
   ASSERT_TRUE(elm.session.SetInputOffset(77));
