@@ -116,7 +116,8 @@ bool CRQD5Card2::GetItemDesc(SessionFamily family, uint32_t index, std::string* 
   uint32_t id = 0;
   if (!ListItemId(List(family), index, &id)) {
     *text = row.notValid;
-    return Fail(row.notFound);
+    // A family without a text of its own leaves the failure before in place.
+    return *row.notFound != '\0' && Fail(row.notFound);
   }
   *text = row.texts[id];
   return true;
@@ -155,6 +156,7 @@ bool CRQD5Card2::GetItem(SessionFamily family, uint32_t* index) {
 }
 
 bool CRQD5Card2::SetItem(SessionFamily family, uint32_t index) {
+  if (!RequireOpen()) return false;
   switch (family) {
     case SessionFamily::MixMode:
       return SetMixMode(index);

@@ -85,7 +85,9 @@ TEST(Session, UnopenedMembersSayBoardNotOpened) {
     index = 5;
     EXPECT_FALSE(session.GetItem(family, &index));
     EXPECT_EQ(index, 0u);
-    EXPECT_FALSE(session.SetItem(family, 0));
+    CRQD5Card2 fresh;
+    EXPECT_FALSE(fresh.SetItem(family, 0));
+    EXPECT_EQ(fresh.GetLastError(), "Board Not Opened");
   }
   std::string text;
   EXPECT_FALSE(session.GetBoardText(&text));
@@ -318,6 +320,14 @@ TEST(Session, DescriptionBeyondTheListGivesTheFamilysTexts) {
     EXPECT_EQ(elm.session.GetLastError(), row.error);
     EXPECT_EQ(text, row.text);
   }
+}
+
+TEST(Session, FamilyWithoutATextKeepsTheFailureBefore) {
+  OpenedBoard elm(BoardElm);
+  EXPECT_FALSE(elm.session.SetVideoFormat(99, false));
+  std::string text;
+  EXPECT_FALSE(elm.session.GetMixModeDesc(3, &text));
+  EXPECT_EQ(elm.session.GetLastError(), "Video Format Not Found");
 }
 
 TEST(Session, EmptyListsHaveTheirTexts) {
