@@ -49,6 +49,8 @@ bool SimulatedCard::TransferOut(std::unique_lock<std::mutex>* lock, AutoCirculat
     FillTransferStatus(ring, -1, status);
     return true;
   }
+  // Larger slots since the ring began leave fewer of them.
+  if (number >= FrameCountNow()) return false;
   const uint64_t generation = ring->generation;
   const int64_t transfer = ring->transfers++;
   ring->next = ring->After(number);
@@ -113,7 +115,12 @@ bool SimulatedCard::TransferIn(std::unique_lock<std::mutex>* lock, AutoCirculate
   const FrameLayout layout = ring->Slot(number).layout;
   const uint32_t channels = AudioChannels(ring->Channel());
   uint32_t audioBytes = ring->Slot(number).stamp.audioBytes;
-  uint8_t* const memory = memory_.Data() + number * Stride();
+  // A frame that its slot cannot hold, and a slot that the present format has no more, are made
+  // beside the memory: the caller gets the picture, and no other slot is touched.
+  const size_t stride = Stride();
+  const bool fits = number < FrameCountNow() && layout.Bytes() <= stride;
+  std::vector<uint8_t> beside(fits ? 0 : std::max(layout.Bytes(), stride));
+  uint8_t* const memory = fits ? memory_.Data() + number * stride : beside.data();
   lock->unlock();
 
   Stall(transfer);

@@ -295,6 +295,55 @@ TEST_F(AutoCirculate, TransfersLargerThanASlotAreRefused) {
   EXPECT_TRUE(card_->Transfer(&frame));
 }
 
+TEST_F(AutoCirculate, SlotsThatGrowUnderAnOutputLeaveNoneOutsideTheMemory) {
+  ASSERT_TRUE(card_->Init(kOut, 0, 28));
+  card_->SetFrameBufferFormat(1, FrameBuffer48BitRgb);  // 16 slots instead of 32
+  for (int i = 0; i < 16; ++i) {
+    ASSERT_TRUE(Send(0));
+    EXPECT_EQ(last_.transferFrame, i);
+  }
+  EXPECT_FALSE(Send(0));
+  EXPECT_EQ(card_->Status(kOut).bufferLevel, 16u);
+}
+
+TEST_F(AutoCirculate, SlotsThatGrowUnderAnInputLoseNoFrame) {
+  ASSERT_TRUE(card_->Init(kIn, 0, 30));
+  ASSERT_TRUE(card_->Control(ACStart, kIn));
+  step_.Step(21);
+  card_->SetFrameBufferFormat(1, FrameBuffer48BitRgb);
+  const PortClient::Frame first = Take();
+  for (int i = 1; i < 20; ++i) {
+    PortClient::Frame frame;
+    frame.channelSpec = kIn;
+    frame.video.resize(64);  // less than the frame
+    ASSERT_TRUE(card_->Transfer(&frame));
+    ASSERT_EQ(frame.status.transferFrame, i);
+    // The burned-in number begins with black cells, and so with the same pixels.
+    EXPECT_EQ(std::memcmp(frame.video.data(), first.video.data(), 64), 0) << i;
+  }
+}
+
+TEST_F(AutoCirculate, AFrameLargerThanItsSlotTouchesNoOther) {
+  MachineDescription machine = ElmWithBars();
+  machine.cards[0].identity = BoardCedar;  // slots of 2 MiB
+  Build(machine);
+  ASSERT_TRUE(card_->Init(kIn, 0, 31));
+  ASSERT_TRUE(card_->Control(ACStart, kIn));
+  step_.Step();
+  for (uint32_t i = 0; i < 32; ++i) {
+    step_.Step();
+    PortClient::Frame frame;
+    frame.channelSpec = kIn;
+    frame.video.resize(64);
+    ASSERT_TRUE(card_->Transfer(&frame));
+    ASSERT_EQ(frame.status.transferFrame, static_cast<int32_t>(i));
+    EXPECT_NE(frame.video, std::vector<uint8_t>(64, 0));
+    std::vector<uint8_t> next(64, 1);
+    ASSERT_TRUE(card_->Dma(1, true, (i + 1) % 32, next.data(), 64));
+    EXPECT_EQ(next, std::vector<uint8_t>(64, 0)) << i;
+  }
+}
+
 TEST_F(AutoCirculate, SoundIsCutToTheCallersBufferAndLeftOutWhereNotAskedFor) {
   ASSERT_TRUE(card_->Init(kIn, 0, 30, false));
   ASSERT_TRUE(card_->Control(ACStart, kIn));
