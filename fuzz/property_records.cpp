@@ -19,6 +19,17 @@ constexpr size_t kSizes[] = {40, 40,  32,  40,  64,  56,   112, 168, 336,
 constexpr int64_t kStepNs = 20'000'000;
 constexpr size_t kMaxRequests = 24;
 
+bool IsTransfer(uint32_t number) {
+  return number == PropertyTransfer || number == PropertyTransferExtended ||
+         number == PropertyTransferFull;
+}
+
+void PutToken(uint32_t token, size_t offset, std::vector<uint8_t>* record) {
+  if (offset + sizeof token <= record->size()) {
+    std::memcpy(record->data() + offset, &token, sizeof token);
+  }
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
@@ -35,14 +46,20 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     std::vector<uint8_t> record(std::max(bytes, sizeof(PropertyHeader)), 0);
     const PropertyHeader header{kPropertySetOem2K, kNumbers[choice], 1u + (data[1] & 1u)};
     std::memcpy(record.data(), &header, sizeof header);
-    // The token is not to be guessed: it goes to the address words when the input asks for it.
+    // The token is not to be guessed: it goes to the address words when the input asks for it, and
+    // to no other word, so that the request can succeed.
     const bool withToken = (data[1] & 2) != 0;
     data += 2;
     const size_t payload = std::min<size_t>(record.size() - sizeof header, end - data);
     if (payload > 0) std::memcpy(record.data() + sizeof header, data, payload);
     data += payload;
-    for (const size_t offset : {size_t{28}, size_t{32}, size_t{44}}) {
-      if (withToken && offset + 4 <= record.size()) std::memcpy(&record[offset], &token, 4);
+    if (withToken) {
+      if (kNumbers[choice] == PropertyDma) {
+        PutToken(token, 28, &record);
+      } else if (IsTransfer(kNumbers[choice])) {
+        PutToken(token, 32, &record);  // picture
+        PutToken(token, 44, &record);  // sound
+      }
     }
     const size_t out = bytes == 336 || bytes == 584 || bytes == 616 ? 160 : bytes;
     (void)driver.Request(handle, record.data(), bytes, record.data(), out);
