@@ -106,6 +106,28 @@ TEST_F(AutoCirculate, AnOutputShowsOneFrameABoundaryAndRepeatsTheLast) {
   EXPECT_FALSE(card_->Stamp(kOut, 29, &stamp));
 }
 
+TEST_F(AutoCirculate, TheFrameOnTheOutputStandsInTheRegisterOfItsChannel) {
+  MachineDescription machine = ElmWithBars();
+  machine.cards[0].identity = BoardQuince;  // four channels
+  Build(machine);
+  const struct {
+    uint32_t channel, outputFrame;
+  } kChannels[] = {{1, 2}, {2, 6}, {9, 289}, {10, 290}};
+  for (const auto& row : kChannels) {
+    ASSERT_TRUE(card_->Init(row.channel, static_cast<int32_t>(row.channel), 28));
+    PortClient::Frame frame;
+    frame.channelSpec = row.channel;
+    frame.video.assign(64, 1);
+    ASSERT_TRUE(card_->Transfer(&frame));
+    ASSERT_TRUE(card_->Transfer(&frame));
+    ASSERT_TRUE(card_->Control(ACStart, row.channel));
+  }
+  step_.Step();
+  for (const auto& row : kChannels) EXPECT_EQ(card_->Get(row.outputFrame), row.channel);
+  step_.Step();
+  for (const auto& row : kChannels) EXPECT_EQ(card_->Get(row.outputFrame), row.channel + 1);
+}
+
 TEST_F(AutoCirculate, AFrameNotYetShownHasNoCount) {
   ASSERT_TRUE(card_->Init(kOut, 0, 28));
   ASSERT_TRUE(Send(7));
@@ -366,6 +388,44 @@ TEST_F(AutoCirculate, AChannelThatAKilledCallerLeftRunningIsStoppedByTheNext) {
   step_.Step(2);
   EXPECT_EQ(card_->Status(kIn).state, ACStateIdle);
   EXPECT_TRUE(card_->Init(kIn, 0, 30));
+}
+
+// Each at its own rate, none in the way of another.
+TEST_F(AutoCirculate, EightCardsRunAtOnce) {
+  constexpr uint32_t kFormats[] = {2, 4, 1, 17, 11, 32, 33, 25};
+  constexpr uint32_t kIdentities[] = {BoardElm,    BoardLarch,  BoardQuince, BoardOak,
+                                      BoardNutmeg, BoardPoplar, BoardWayxt,  BoardKapok};
+  MachineDescription machine;
+  for (size_t i = 0; i < 8; ++i) {
+    machine.cards.push_back(ElmWithBars(kFormats[i]).cards[0]);
+    machine.cards[i].identity = kIdentities[i];
+  }
+  card_.reset();
+  driver_ = std::make_unique<SimulatedDriver>(machine);
+  std::vector<std::unique_ptr<PortClient>> cards;
+  for (uint32_t i = 0; i < 8; ++i) {
+    cards.push_back(std::make_unique<PortClient>(driver_.get(), BOARDTYPE_OEM2K, i));
+    ASSERT_TRUE(cards[i]->IsOpen()) << i;
+    EXPECT_EQ(cards[i]->Get(50), kIdentities[i]);
+    cards[i]->SetFormat(kFormats[i]);
+    cards[i]->SetFrameBufferFormat(1, FrameBuffer8BitUyvy);
+    cards[i]->Write(1, 1, 0x8000, 15);  // the first input
+    ASSERT_TRUE(cards[i]->Init(kIn, 0, 13)) << i;
+    ASSERT_TRUE(cards[i]->Control(ACStart, kIn)) << i;
+  }
+  clock_.Advance(200'000'001);
+  for (uint32_t i = 0; i < 8; ++i) {
+    uint32_t scale = 0, duration = 0;
+    ASSERT_TRUE(FrameRatePair(FindVideoFormat(kFormats[i])->rate, &scale, &duration));
+    // Boundaries within 200 ms; the first starts the run, and each other ends a frame.
+    const uint32_t boundaries = scale / (duration * 5);
+    EXPECT_EQ(cards[i]->Status(kIn).framesProcessed, boundaries - 1) << i;
+    PortClient::Frame frame;
+    frame.channelSpec = kIn;
+    frame.video.resize(1920 * 1080 * 2);
+    ASSERT_TRUE(cards[i]->Transfer(&frame));
+    EXPECT_EQ(frame.status.transferFrame, 0);
+  }
 }
 
 // Numbers of samples a frame, as the rates have them.
