@@ -121,5 +121,18 @@ TEST(VideoFormats, OneThatTheBoardHasNotIsRefusedInWords) {
   EXPECT_NE(run.err.find("\"2048x1080 @ 24.00p\" is not offered by this board"), std::string::npos);
 }
 
+TEST(VideoFormats, OneThatTheBoardHasNotIsNotPlayed) {
+  const std::string folder = test::FreshFolder("refused");
+  const test::ToolRun capture = test::RunTool(
+      folder, "--json capture --name c --type yuv --frames 2 --dir " + Quoted(folder));
+  ASSERT_EQ(capture.exitCode, 0) << capture.err;
+  const std::string clip = nlohmann::json::parse(capture.out)["clip"];
+  const test::ToolRun play =
+      test::RunTool(folder, "play " + Quoted(clip) + " --video-format \"2048x1080 @ 24.00p\"");
+  EXPECT_EQ(play.exitCode, 1);
+  EXPECT_NE(play.err.find("\"2048x1080 @ 24.00p\" is not offered by this board"),
+            std::string::npos);
+}
+
 }  // namespace
 }  // namespace morvane
