@@ -52,7 +52,7 @@ function(morvane_library name)
   endif()
 endfunction()
 
-# morvane_test(NAME SOURCES file... [DEPS target...] [LABELS label...] [SERIAL])
+# morvane_test(NAME SOURCES file... [DEPS target...] [LABELS label] [SERIAL])
 # A GoogleTest program, each test a ctest of its own with a private set of folders (tests/support).
 # SERIAL is for tests that need real time: they run alone.
 function(morvane_test name)
@@ -71,7 +71,11 @@ function(morvane_test name)
     add_dependencies(tests_${label} ${name})
   endforeach()
   set(properties TIMEOUT 120)
-  if(ARG_LABELS)
+  # One label a program: gtest_discover_tests takes a list for several properties.
+  list(LENGTH ARG_LABELS labels)
+  if(labels GREATER 1)
+    message(FATAL_ERROR "${name}: one label, not ${ARG_LABELS}")
+  elseif(labels EQUAL 1)
     list(APPEND properties LABELS "${ARG_LABELS}")
   endif()
   if(ARG_SERIAL)

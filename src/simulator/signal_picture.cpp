@@ -277,7 +277,8 @@ void StoreBlack(const FrameLayout& layout, uint8_t* out) {
     }
     return;
   }
-  std::memset(out, 0, layout.Bytes());
+  // A layout without a row has no bytes, and nobody has memory for them.
+  if (layout.Bytes() > 0) std::memset(out, 0, layout.Bytes());
 }
 
 PictureRef PictureOfFrame(const FrameLayout& layout, const uint8_t* frame, size_t bytes,
