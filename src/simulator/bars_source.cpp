@@ -68,6 +68,7 @@ class BarsSignal {
 
   void Store(uint32_t number, const FrameLayout& layout, uint8_t* out) {
     const std::shared_ptr<const std::vector<uint8_t>> base = BaseIn(layout);
+    if (base->empty()) return;  // a layout without a row has no bytes
     std::memcpy(out, base->data(), base->size());
     if (layout.fourcc == 0) return;
     const uint32_t lines = std::min(kNumberLines, format_.height);
