@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# Builds Morvane and starts it; installs what is missing first. Arguments go to the program.
+# Builds Morvane and starts it; installs what is missing first. Without arguments that is the
+# window; arguments go to morvanectl.
 set -eu
 cd "$(dirname "$0")"
 
@@ -11,8 +12,11 @@ if [ ! -f build/release/build.ninja ]; then
     > build/release/configure.log 2>&1 || { cat build/release/configure.log >&2; exit 1; }
 fi
 echo "run.sh: building" >&2
-cmake --build build/release --target morvanectl >&2
+cmake --build build/release --target morvane-gui morvanectl >&2
 
-# Until the window exists the command-line demo is what there is to see.
+# Without arguments the window opens; where there is no display the command line's demo runs.
+if [ $# -eq 0 ] && [ -n "${DISPLAY:-}${WAYLAND_DISPLAY:-}" ]; then
+  exec build/release/bin/morvane-gui
+fi
 if [ $# -eq 0 ]; then set -- demo; fi
 exec build/release/bin/morvanectl "$@"

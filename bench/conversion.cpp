@@ -1,7 +1,12 @@
 // Speed of the pixel conversions against their own plain code, a copy of the larger side and other
 // libraries. Contenders take turns on frames that have left the caches; each gets the median of its
 // rounds in processor time of the one thread.
-//   conversion [rounds] [filter] [most]     most: avx2 or sse4, to leave better vectors unused
+// Ours comes several times, with the best vectors of this processor and with older ones, and every
+// result is compared with the plain code's.
+// A run of all pairs begins with the exhaustive proofs of the tests (about 40 seconds): no speed is
+// told of routines that are not exact.
+//   conversion [rounds] [filter] [table]     table: rows of docs/conversion.md
+#include <gtest/gtest.h>
 #include <hwy/targets.h>
 
 #include <ctime>
@@ -10,6 +15,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <numeric>
 #include <random>
 #include <string>
 
@@ -51,6 +57,21 @@ struct Buffers {
   std::vector<std::vector<uint8_t>> src, dst;
 };
 
+// Kinds of processor that are measured apart, the best one first.
+struct Vectors {
+  const char* name;
+  int64_t targets;  // Highway's bits; 0 for all that there are
+};
+constexpr Vectors kVectors[] = {
+    {"ours", 0}, {"avx2", HWY_AVX2 | HWY_SSE4 | HWY_SSSE3}, {"sse4", HWY_SSE4 | HWY_SSSE3}};
+
+void UseVectors(int64_t targets) {
+  // Asking the processor takes as long as a small frame: once is enough.
+  static const int64_t all = hwy::SupportedTargets();
+  hwy::SetSupportedTargetsForTest(targets == 0 ? all : targets);
+  hwy::GetChosenTarget().Update(hwy::SupportedTargets());
+}
+
 struct Contender {
   std::string name;
   std::function<void(const Frame&)> run;
@@ -80,9 +101,11 @@ void FillPicture(std::vector<uint8_t>* bytes, FourCCCode code, uint32_t seed) {
   for (size_t i = 3; i < bytes->size(); i += 4) (*bytes)[i] &= 0x3F;
 }
 
-Contender Ours(const char* name, const Pair& pair, int32_t width, int32_t height, bool reference) {
-  return {name,
+Contender Ours(const Vectors& vectors, const Pair& pair, int32_t width, int32_t height,
+               bool reference) {
+  return {reference ? "plain" : vectors.name,
           [=](const Frame& f) {
+            UseVectors(vectors.targets);
             ConvertContext context;
             context.reference = reference;
             NxColorContext color;
@@ -95,7 +118,51 @@ Contender Ours(const char* name, const Pair& pair, int32_t width, int32_t height
           {}};
 }
 
-void RunPair(const Pair& pair, int32_t width, int32_t height, int rounds) {
+// The first contenders are ours and then the plain code: all must give the same bytes.
+void CompareWithPlain(const std::vector<Contender>& contenders, Frame frame) {
+  std::vector<uint8_t> wanted(frame.dstBytes), got(frame.dstBytes);
+  frame.dst = wanted.data();
+  contenders[std::size(kVectors)].run(frame);
+  frame.dst = got.data();
+  for (size_t k = 0; k < std::size(kVectors); ++k) {
+    std::fill(got.begin(), got.end(), uint8_t{0});
+    contenders[k].run(frame);
+    if (got == wanted) continue;
+    std::printf("WRONG: %s is not what the plain code gives\n", contenders[k].name.c_str());
+    std::exit(1);
+  }
+}
+
+void PrintResult(const Pair& pair, int32_t width, int32_t height,
+                 const std::vector<Contender>& contenders) {
+  const double ours = Median(contenders[0].ms);
+  std::printf("%4dx%-4d %s>%s %7.3f ms |", width, height, pair.from, pair.to, ours);
+  for (size_t k = 1; k < contenders.size(); ++k) {
+    const double other = Median(contenders[k].ms);
+    const bool copy = contenders[k].name.starts_with("copy");
+    // A copy: how many times its time we take. All others: how many times faster we are.
+    std::printf(" %s %.3f (%s%.2f)", contenders[k].name.c_str(), other, copy ? "we take x" : "x",
+                copy ? ours / other : other / ours);
+  }
+  std::printf("\n");
+}
+
+void PrintRow(const Pair& pair, const std::vector<Contender>& contenders) {
+  std::printf("| `%s` | `%s` |", pair.from, pair.to);
+  for (const char* name : {"ours", "avx2", "sse4", "plain", "copy larger", "copy source",
+                           "sws point", "sws accurate", "libyuv"}) {
+    const auto found = std::find_if(contenders.begin(), contenders.end(),
+                                    [name](const Contender& c) { return c.name == name; });
+    if (found == contenders.end()) {
+      std::printf(" |");
+    } else {
+      std::printf(" %.2f |", Median(found->ms));
+    }
+  }
+  std::printf("\n");
+}
+
+void RunPair(const Pair& pair, int32_t width, int32_t height, int rounds, bool table) {
   const FourCCCode from = FourCC(pair.from);
   const FourCCCode to = FourCC(pair.to);
   const int32_t srcPitch = PixelPitch(from, width);
@@ -111,8 +178,12 @@ void RunPair(const Pair& pair, int32_t width, int32_t height, int rounds) {
     if (i > 0) buffers.src[i] = buffers.src[0];
   }
   std::vector<Contender> contenders;
-  contenders.push_back(Ours("ours", pair, width, height, false));
-  contenders.push_back(Ours("plain", pair, width, height, true));
+  for (const Vectors& vectors : kVectors) {
+    contenders.push_back(Ours(vectors, pair, width, height, false));
+  }
+  contenders.push_back(Ours(kVectors[0], pair, width, height, true));
+  CompareWithPlain(contenders,
+                   {buffers.src[0].data(), srcPitch, srcBytes, nullptr, dstPitch, dstBytes});
   // The copy's source must be as large as the larger side; the targets are.
   const size_t copied = std::max(srcBytes, dstBytes);
   contenders.push_back({"copy larger", nullptr, {}});
@@ -122,8 +193,14 @@ void RunPair(const Pair& pair, int32_t width, int32_t height, int rounds) {
     contenders.push_back({peer.name, std::move(peer.run), {}});
   }
   size_t at = 0;
+  std::mt19937 random(3);
+  std::vector<size_t> order(contenders.size());
+  std::iota(order.begin(), order.end(), size_t{0});
   for (int round = 0; round <= rounds; ++round) {
-    for (Contender& c : contenders) {
+    // Nobody always comes behind the same one, whose memory is still on its way out.
+    std::shuffle(order.begin(), order.end(), random);
+    for (const size_t turn : order) {
+      Contender& c = contenders[turn];
       if (c.name == "plain" && round % 4 > 1) continue;
       const size_t i = at++ % sets;
       const Frame frame = {buffers.src[i].data(), srcPitch, srcBytes,
@@ -137,31 +214,26 @@ void RunPair(const Pair& pair, int32_t width, int32_t height, int rounds) {
       if (round > 0) c.ms.push_back((ThreadSeconds() - start) * 1e3);
     }
   }
-  const double ours = Median(contenders[0].ms);
-  std::printf("%4dx%-4d %s>%s %7.3f ms |", width, height, pair.from, pair.to, ours);
-  for (size_t k = 1; k < contenders.size(); ++k) {
-    const double other = Median(contenders[k].ms);
-    const bool copy = contenders[k].name.starts_with("copy");
-    // A copy: how many times its time we take. All others: how many times faster we are.
-    std::printf(" %s %.3f (%s%.2f)", contenders[k].name.c_str(), other, copy ? "we take x" : "x",
-                copy ? ours / other : other / ours);
+  if (table) {
+    PrintRow(pair, contenders);
+  } else {
+    PrintResult(pair, width, height, contenders);
   }
-  std::printf("\n");
   std::fflush(stdout);
 }
 
 int Main(int argc, char** argv) {
   const int rounds = argc > 1 ? std::max(1, std::atoi(argv[1])) : 25;
   const std::string filter = argc > 2 ? argv[2] : "";
-  const std::string most = argc > 3 ? argv[3] : "";
-  if (most == "avx2") hwy::DisableTargets(HWY_AVX2 - 1);
-  if (most == "sse4") hwy::DisableTargets(HWY_SSE4 - 1);
+  const bool table = argc > 3 && std::string(argv[3]) == "table";
+  if (filter.empty() && RUN_ALL_TESTS() != 0) return 1;
   const int32_t sizes[][2] = {{1920, 1080}, {720, 486}};
   for (const auto& size : sizes) {
+    if (table) std::printf("%dx%d\n", size[0], size[1]);
     for (const Pair& pair : kPairs) {
       const std::string name = std::string(pair.from) + ">" + pair.to;
       if (name.find(filter) == std::string::npos) continue;
-      RunPair(pair, size[0], size[1], rounds);
+      RunPair(pair, size[0], size[1], rounds, table);
     }
   }
   return 0;
@@ -171,5 +243,6 @@ int Main(int argc, char** argv) {
 }  // namespace morvane::bench
 
 int main(int argc, char** argv) {
+  testing::InitGoogleTest(&argc, argv);
   return morvane::bench::Main(argc, argv);
 }

@@ -4,8 +4,6 @@
 
 #include <unistd.h>
 
-#include <algorithm>
-#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -24,11 +22,11 @@
 #include "playback/playback_engine.h"
 #include "session/card2.h"
 #include "simulator/simulated_machine.h"
+#include "timing.h"
 
 namespace {
 
 using namespace morvane;
-using Clock = std::chrono::steady_clock;
 
 constexpr uint32_t kFrameBytes = 1920 * 1080 * 2;  // 8-bit 4:2:2
 constexpr uint32_t kFormat8Bit = 1;
@@ -39,19 +37,6 @@ struct Options {
   int frames = 120;
   double rate = 6;  // of card time: 29.97 times this is what the card offers
 };
-
-double Seconds(Clock::time_point from) {
-  return std::chrono::duration<double>(Clock::now() - from).count();
-}
-
-double Percentile(std::vector<double> values, double share) {
-  if (values.empty()) return 0;
-  std::sort(values.begin(), values.end());
-  return values[static_cast<size_t>(share * static_cast<double>(values.size() - 1))];
-}
-double Median(const std::vector<double>& values) {
-  return Percentile(values, 0.5);
-}
 
 [[noreturn]] void Die(const char* what, int code) {
   std::fprintf(stderr, "engine_bench: %s failed (%d)\n", what, code);

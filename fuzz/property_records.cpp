@@ -34,7 +34,9 @@ void PutToken(uint32_t token, size_t offset, std::vector<uint8_t>* record) {
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   ManualClock clock;
-  SimulatedDriver driver(BuiltInMachine());
+  MachineDescription machine = BuiltInMachine();
+  machine.cards[0].rs422 = false;  // its tape is a folder, and would remember
+  SimulatedDriver driver(machine);
   const DriverHandle handle = driver.Open(SimulatedDriver::CardPath(0), true);
   std::vector<uint8_t> buffer(1 << 16);
   const uint32_t token = driver.Memory().Pin(buffer.data(), buffer.size());

@@ -12,9 +12,14 @@ NxHandle MakeLock(const char* family, int index) {
 }  // namespace
 
 BoardLocks::~BoardLocks() {
+  Close();
+}
+
+void BoardLocks::Close() {
   for (Lock* family : {control_, audio_, card_}) {
     for (int i = 0; i < kMaxBoards; ++i) {
       if (family[i].handle != nullptr) NxCloseHandle(family[i].handle);
+      family[i] = {};
     }
   }
 }

@@ -16,13 +16,15 @@ inline constexpr int kMaxBoards = 8;
 class BoardLocks {
  public:
   BoardLocks() = default;
-  ~BoardLocks();
+  ~BoardLocks();  // Close()
   BoardLocks(const BoardLocks&) = delete;
   BoardLocks& operator=(const BoardLocks&) = delete;
 
   // Makes all handles ("SornCard0", "SornAudio0", "SornControl0", "SornCard1" ...).
   // Returns: false if one could not be made; its board then counts as held elsewhere.
   [[nodiscard]] bool Create();
+  // Closes all handles, the control family first, then audio, then card; what was held is free.
+  void Close();
   // Takes card, then control (if the board has a control port), then audio (if it has audio
   // channels) of board `index` with time-out 0. When one is busy those taken are given back in
   // reverse order. Nothing happens for a board that is held already.

@@ -195,6 +195,11 @@ int File::Sync() {
                  [&] { return Uninterrupted([&] { return fsync(descriptor_); }); });
 }
 
+int File::SyncFileSystem() {
+  return Guarded(FileCall::kSync,
+                 [&] { return Uninterrupted([&] { return syncfs(descriptor_); }); });
+}
+
 int File::Close() {
   if (descriptor_ < 0) return 0;
   NxLeaveIfAbandoned();

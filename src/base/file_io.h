@@ -42,6 +42,10 @@ class File {
   [[nodiscard]] int Truncate(uint64_t bytes);
   // Returns when data and size are on the disk.
   [[nodiscard]] int Sync();
+  // Returns when everything that was written to the file system of this file, names included, is on
+  // the disk: one wait for any number of files. An error may be that of a file that was written
+  // and closed since this one was opened.
+  [[nodiscard]] int SyncFileSystem();
   // The file is closed in any case; an error tells that the last writes may be lost.
   // Returns: 0 also for a file that is not open.
   int Close();

@@ -14,6 +14,9 @@ namespace {
 
 constexpr int64_t kNsPerMs = 1000000;
 
+SharedWord<uint32_t> g_screenWidth;
+SharedWord<uint32_t> g_screenHeight;
+
 NxErr Result(bool good) {
   return good ? NxErrSuccess : NxErrFailure;
 }
@@ -98,6 +101,19 @@ NxErr NxModulePath(char* path, size_t capacity) {
   }
   path[length] = '\0';
   return NxErrSuccess;
+}
+
+uint32_t NxScreenWidth() {
+  return g_screenWidth.Get();
+}
+
+uint32_t NxScreenHeight() {
+  return g_screenHeight.Get();
+}
+
+void NxSetScreenSize(uint32_t width, uint32_t height) {
+  g_screenWidth.Set(width);
+  g_screenHeight.Set(height);
 }
 
 }  // namespace morvane

@@ -91,6 +91,13 @@ NxErr NxModulePath(char* path, size_t capacity);
 // Number of processors that this process may run on, at least 1.
 [[nodiscard]] uint32_t NxProcessorCount();
 
+// Pixels of the primary display; 0 where the program has none.
+[[nodiscard]] uint32_t NxScreenWidth();
+[[nodiscard]] uint32_t NxScreenHeight();
+// Only the toolkit of a program knows its display: the main program tells it once the toolkit can,
+// and again when the display changes.
+void NxSetScreenSize(uint32_t width, uint32_t height);
+
 // A worker thread with the stop and running words that all engines use.
 // Threads: Start(), Stop() and CloseLeftover() on the owner's thread; Leave() on the worker; the
 // words from anywhere. A worker that was abandoned may still touch this object: do not free it.

@@ -10,11 +10,7 @@
 
 // Life of an engine, and what it tells of a job.
 namespace morvane {
-namespace {
-
-constexpr float kWholeZoom = 100.0F;
-
-}  // namespace
+namespace {}  // namespace
 
 CaptureEngine::CaptureEngine()
     : session_(std::make_shared<CRQD5Card2>()), job_(std::make_shared<CaptureJob>()) {
@@ -53,11 +49,8 @@ NxErr CaptureEngine::Open(const RQD5BoardInfo& board, CaptureStore store) {
   opened_ = true;
   MakeFile();
   // The control of a tape machine is opened here, when capture drives one.
-  originX_ = 0;
-  originY_ = 0;
-  zoomX_ = kWholeZoom;
-  zoomY_ = kWholeZoom;
-  ApplyDisplaySize();
+  view_ = {};
+  ApplyDisplaySize(static_cast<uint32_t>(settings_.displaySize), &view_);
   return NxErrSuccess;
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -9,6 +10,7 @@
 #include "base/shared_word.h"
 #include "base/system.h"
 #include "capture/capture_settings.h"
+#include "processing/preview_frame.h"
 
 namespace morvane {
 
@@ -101,6 +103,13 @@ class CaptureEngine {
   // Returns: true if a picture was shown.
   // Threads: one thread, not while Prepare(), Start() or Stop() run.
   bool PreviewRound(PictureSink* sink);
+  // What ShowLiveInput did: the choices do not want a picture, or there is a job; the input has no
+  // signal or cannot be read; a picture was shown.
+  enum class LivePicture { NotWanted, NoSignal, Shown };
+  // Shows the frame that the live input receives now. `buffer` (page memory, its contents lost)
+  // takes it as 4 bytes a pixel of the card's frame.
+  // Threads: one thread, not while a setter, Activate(), Deactivate(), Prepare() or Stop() runs.
+  LivePicture ShowLiveInput(PictureSink* sink, void* buffer, size_t bytes);
   // The tables with which a sink shows YUV pictures of 8 and of 10 bits. Keeps the pointers.
   void SetColorTables(const NxColorTables* eightBit, const NxColorTables* tenBit) {
     tables8_ = eightBit;
@@ -213,7 +222,7 @@ class CaptureEngine {
 
   void MakeFile();
   void LiveInputOn();
-  void ApplyDisplaySize();
+  [[nodiscard]] PreviewSource Source() const;
   [[nodiscard]] bool HasSound() const;
   [[nodiscard]] bool Samples96k() const;
   [[nodiscard]] int32_t AudioRow(int32_t subtype) const;
@@ -230,10 +239,7 @@ class CaptureEngine {
   bool active_ = false;
   bool inputConfigured_ = false;
   bool liveInput_ = false;
-  int32_t originX_ = 0;  // of the desktop preview, pixels
-  int32_t originY_ = 0;
-  float zoomX_ = 100.0F;  // percent
-  float zoomY_ = 100.0F;
+  PreviewView view_;        // of the desktop preview
   bool inputLost_ = false;  // this job's thread did not end and had to be abandoned
   bool writerLost_ = false;
   bool writerGone_ = false;  // the same, kept for who asks after the job

@@ -14,8 +14,7 @@ constexpr char16_t kDefaultClipName[] = u"Untitled Clip 01";
 constexpr char kDefaultReelName[] = "Untitled";
 constexpr size_t kLeastOffsetDigits = 4;
 constexpr char kDigits[] = "0123456789";
-constexpr float kZoomPercent[] = {0, 25, 50, 75, 100, 200, 400, 800};
-constexpr int32_t kFreeZoom = 8;
+constexpr int32_t kFreeZoom = kFreeDisplaySize;
 
 // Directories are kept whole or not at all: a cut path would be another folder.
 template <size_t N>
@@ -265,15 +264,15 @@ NxErr CaptureEngine::SetDisplaySize(int32_t index) {
   return Guarded(Guard::Open, [&] {
     if (index < 0 || index > kFreeZoom) return NxErrFailure;
     settings_.displaySize = index;
-    ApplyDisplaySize();
+    ApplyDisplaySize(static_cast<uint32_t>(index), &view_);
     return NxErrSuccess;
   });
 }
 
 NxErr CaptureEngine::SetDisplayOrigin(int32_t x, int32_t y) {
   return Guarded(Guard::Open, [&] {
-    originX_ = x;
-    originY_ = y;
+    view_.originX = x;
+    view_.originY = y;
     return NxErrSuccess;
   });
 }
@@ -281,8 +280,8 @@ NxErr CaptureEngine::SetDisplayOrigin(int32_t x, int32_t y) {
 NxErr CaptureEngine::SetDisplayZoom(float percentX, float percentY) {
   return Guarded(Guard::Open, [&] {
     if (settings_.displaySize != kFreeZoom) return NxErrFailure;
-    zoomX_ = percentX;
-    zoomY_ = percentY;
+    view_.widthPercent = percentX;
+    view_.heightPercent = percentY;
     return NxErrSuccess;
   });
 }
@@ -293,18 +292,6 @@ NxErr CaptureEngine::SetActivationMode(int32_t mode) {
     settings_.activationMode = mode;
     return NxErrSuccess;
   });
-}
-
-// Index 8 leaves both zooms as they are; so does one that a store made up.
-void CaptureEngine::ApplyDisplaySize() {
-  const int32_t index = settings_.displaySize;
-  if (index < 0 || index >= static_cast<int32_t>(std::size(kZoomPercent))) return;
-  zoomX_ = kZoomPercent[index];
-  zoomY_ = zoomX_;
-  if (index == 0) {
-    originX_ = 0;
-    originY_ = 0;
-  }
 }
 
 }  // namespace morvane

@@ -15,18 +15,6 @@ namespace {
 constexpr FourCCCode kDvcProHd = FourCC("dvhd");
 constexpr FourCCCode kSilentPicture = FourCC("2Vuy");
 
-struct PixelAspect {
-  int32_t numerator;
-  int32_t denominator;
-};
-
-// Pixels of the two standard-definition rasters are not square.
-PixelAspect AspectOf(uint32_t width, uint32_t height, bool wide) {
-  if (width != 720) return {1, 1};
-  if (height == 576) return wide ? PixelAspect{16, 11} : PixelAspect{12, 11};
-  return wide ? PixelAspect{40, 33} : PixelAspect{10, 11};
-}
-
 // The compressed HD format stores a narrower raster, stretched when it is shown.
 void DescribeDvcProHd(uint32_t height, uint32_t rateScale, NxMediaCreateInfo* info) {
   const bool narrow = height == 720;
@@ -107,8 +95,6 @@ NxErr CapturePreparation::PlanLength() {
 }
 
 void CapturePreparation::DescribePicture() {
-  const bool wide = session_.GetFormat().wide != 0;
-  const PixelAspect aspect = AspectOf(width_, height_, wide);
   info_.streams = kind_;
   info_.fourcc = job_.videoOn ? picture_.fourcc : kSilentPicture;
   info_.orientation = job_.videoOn ? picture_.orientation : kOrientationTopDown;
@@ -116,8 +102,11 @@ void CapturePreparation::DescribePicture() {
   info_.fieldType = fieldOrder <= 2 ? static_cast<int32_t>(fieldOrder) : 0;
   info_.width = static_cast<int32_t>(width_);
   info_.height = static_cast<int32_t>(height_);
-  info_.parNum = aspect.numerator;
-  info_.parDen = aspect.denominator;
+  int32_t aspectX = 1;
+  int32_t aspectY = 1;
+  session_.GetPixelAspect(&aspectX, &aspectY);
+  info_.parNum = aspectX;
+  info_.parDen = aspectY;
   info_.unused[0] = -1;
   info_.unused[1] = -1;
   std::memcpy(info_.name, picture_.name, sizeof info_.name);

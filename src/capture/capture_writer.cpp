@@ -5,6 +5,7 @@
 
 #include "capture/capture_job.h"
 #include "media/media_file_base.h"
+#include "processing/convert.h"
 #include "processing/timecode.h"
 
 // The writer thread: takes slots in order, turns rows over where the file wants it, and hands
@@ -118,7 +119,8 @@ class WriterRun {
       ReverseRows(pixels);
       picture->bottomUp.Set(0);
     }
-    if (job_.lowerByOneLine) LowerByOneLine(pixels);
+    // Line 0 stays, so that it stands twice.
+    if (job_.lowerByOneLine) ShiftLines(pixels, 0, image_.height, 0, image_.pitch, true);
     image_.headerBuffer = picture->data + job_.padBytes;
     image_.dataOffset = static_cast<uint32_t>(job_.ring.PictureOffset());
     image_.imageBuffer = pixels;
@@ -159,13 +161,6 @@ class WriterRun {
       std::memcpy(upper, lower, pitch);
       std::memcpy(lower, line_.data(), pitch);
     }
-  }
-
-  // Line 0 stays, so that it stands twice.
-  void LowerByOneLine(uint8_t* pixels) {
-    const size_t pitch = line_.size();
-    if (image_.height < 2) return;
-    std::memmove(pixels + pitch, pixels, pitch * static_cast<size_t>(image_.height - 1));
   }
 
   bool WriteSound(const FrameSlot& picture, const AudioSlot& sound) {

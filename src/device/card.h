@@ -62,7 +62,8 @@ class CRQD5Card : public CRQD5WinDriverInterface {
   bool SetDualLink(uint32_t on);  // low byte
   bool SetChannelMode(uint32_t channel, uint32_t mode, bool keepBitfile = false);
   bool GetChannelMode(uint32_t channel, uint32_t* mode);
-  // Returns: false, nothing written, for format 10 on channel 2.
+  // The memory figures follow the largest frame of channels 1, 2 and this one; on failure they
+  // stay. Returns: false, nothing written, for format 10 on channel 2.
   bool SetFrameBufferFormat(uint32_t channel, uint32_t format, bool keepBitfile = false);
   bool GetFrameBufferFormat(uint32_t channel, uint32_t* format);
   // Takes the memory figures again from the registers, for objects beside the one that set them.

@@ -59,7 +59,7 @@ bool CRQD5Card::GetVideoFormat(RQD5VideoFormat* format) {
   }
   *format = FormatFromColumns(standard, geometry, rate, level, picture);
   if (*format != 0) return true;
-  DisplayRqd5Error(UnsupportedFormatText(standard, rate));
+  DisplayRqd5Error(UnsupportedFormatText(standard));
   return false;
 }
 
@@ -114,7 +114,7 @@ bool CRQD5Card::SetFrameGeometry(uint32_t geometry, bool) {
     written = GeometryForQuad(geometry);
   }
   good = WriteField(RegisterField::FrameGeometry, written) && good;
-  if (BoardSwitchableSlotSize(boardID_) &&
+  if (good && BoardSwitchableSlotSize(boardID_) &&
       FrameBufferSize(boardID_, geometry, largerFormat) != sizeBefore) {
     SetMemoryFigures(geometry, largerFormat);
   }
@@ -148,14 +148,27 @@ bool CRQD5Card::SetFrameBufferFormat(uint32_t channel, uint32_t format, bool kee
   uint32_t geometry = 0, before = 0;
   bool good = GetFrameGeometry(&geometry);
   good = GetFrameBufferFormat(channel, &before) && good;
+  // A slot holds the largest frame of the first two channels and this one.
+  uint32_t others = 0, othersSize = 0;
+  for (const uint32_t beside : {RQD5Channel1, RQD5Channel2}) {
+    uint32_t itsFormat = 0;
+    if (ChannelIndex(beside) == index) continue;
+    good = GetFrameBufferFormat(beside, &itsFormat) && good;
+    const uint32_t itsSize = FrameBufferSize(boardID_, geometry, itsFormat);
+    if (itsSize > othersSize) {
+      others = itsFormat;
+      othersSize = itsSize;
+    }
+  }
   good = WriteField(RegisterField::FrameBufferFormatLow, format & 0xF, index) && good;
   good = WriteField(RegisterField::FrameBufferFormatHigh, format >> 4 & 1, index) && good;
   if (!keepBitfile) SwitchToRequiredBitfile();
   // Deliberate: only the slot's size counts; a format that changes the number alone leaves the
   // cached figures as they are until RefreshMemoryFigures().
-  if (BoardSwitchableSlotSize(boardID_) &&
-      FrameBufferSize(boardID_, geometry, before) != FrameBufferSize(boardID_, geometry, format)) {
-    SetMemoryFigures(geometry, format);
+  const uint32_t size = FrameBufferSize(boardID_, geometry, format);
+  const uint32_t sizeBefore = std::max(FrameBufferSize(boardID_, geometry, before), othersSize);
+  if (good && BoardSwitchableSlotSize(boardID_) && std::max(size, othersSize) != sizeBefore) {
+    SetMemoryFigures(geometry, othersSize > size ? others : format);
   }
   return good;
 }

@@ -1,12 +1,11 @@
 #include "device/driver_interface.h"
 
-#include <new>
-#include <vector>
+#include <span>
 
+#include "base/page_memory.h"
 #include "base/system.h"
 #include "device/boards.h"
 #include "device/registers.h"
-#include "device/remote_link.h"
 
 namespace morvane {
 namespace {
@@ -20,28 +19,26 @@ bool StaysAfterDownload(uint32_t registerNumber) {
 
 }  // namespace
 
-CRQD5DriverInterface::CRQD5DriverInterface() : remoteLink_(MakeRemoteLink()) {}
-CRQD5DriverInterface::~CRQD5DriverInterface() {
-  remoteLink_->Close();
-}
+CRQD5DriverInterface::CRQD5DriverInterface() = default;
+CRQD5DriverInterface::~CRQD5DriverInterface() = default;
 
 bool CRQD5DriverInterface::WriteRegister(uint32_t registerNumber, uint32_t value, uint32_t mask,
                                          uint32_t shift) {
-  if (remoteLink_->WriteRegister(registerNumber, value, mask, shift) == 0) return true;
+  if (NubWriteRegister(registerNumber, value, mask, shift)) return true;
   DisplayRqd5Error("RQD5WriteRegisterRemote failed");
   return false;
 }
 
 bool CRQD5DriverInterface::ReadRegister(uint32_t registerNumber, uint32_t* value, uint32_t mask,
                                         uint32_t shift) {
-  if (remoteLink_->ReadRegister(registerNumber, value, mask, shift) == 0) return true;
+  if (NubReadRegister(registerNumber, value, mask, shift)) return true;
   DisplayRqd5Error("RQD5ReadRegisterRemote failed");
   return false;
 }
 
 bool CRQD5DriverInterface::ReadRegisterMulti(uint32_t count, uint32_t* failedRegister,
                                              RQD5RegisterEntry* entries) {
-  return remoteLink_->ReadRegisterMulti(count, failedRegister, entries) == 0;
+  return NubReadRegisterMulti(count, failedRegister, entries);
 }
 
 bool CRQD5DriverInterface::NotifyDriverRegisters() {
@@ -49,11 +46,11 @@ bool CRQD5DriverInterface::NotifyDriverRegisters() {
 }
 
 bool CRQD5DriverInterface::WaitForInterrupt(uint32_t interruptType, uint32_t timeoutMs) {
-  return remoteLink_->WaitForInterrupt(interruptType, timeoutMs) == 0;
+  return NubWaitForInterrupt(interruptType, timeoutMs);
 }
 
 bool CRQD5DriverInterface::AutoCirculate(RQD5AutoCirculateData& data) {
-  if (remoteLink_->AutoCirculate(data) == 0) return true;
+  if (NubAutoCirculate(data)) return true;
   DisplayRqd5Error("RQD5AutoCirculateRemote failed");
   return false;
 }
@@ -68,36 +65,36 @@ uint16_t CRQD5DriverInterface::SleepMs(uint32_t ms) {
 }
 
 bool CRQD5DriverInterface::DriverGetBitFileInformation(RQD5BitFileInfo* info, uint32_t kind) {
-  if (remoteLink_->GetBitFileInformation(info, kind) == 0) return true;
+  if (NubGetBitFileInformation(info, kind)) return true;
   DisplayRqd5Error("RQD5DriverGetBitFileInformationRemote failed");
   return false;
 }
 
-bool CRQD5DriverInterface::DriverGetBuildInformation(void* info, size_t bytes) {
-  return IsRemote() && remoteLink_->GetBuildInformation(info, bytes) == 0;
+bool CRQD5DriverInterface::DriverGetBuildInformation(RQD5BuildInfo* info) {
+  return IsRemote() && NubGetBuildInformation(info);
 }
 
 bool CRQD5DriverInterface::SwitchBitfile(uint32_t boardID, uint32_t bitfile) {
   if (bitfile == 0) return true;
   struct Saved {
-    uint32_t value = 0;
-    bool good = false;
+    uint32_t value;
+    uint32_t good;
   };
-  std::vector<Saved> saved;
-  try {
-    saved.resize(RegisterCount(boardID));
-  } catch (const std::bad_alloc&) {
+  const uint32_t count = RegisterCount(boardID);
+  PageBuffer memory;
+  if (count != 0 && !memory.Allocate(count * sizeof(Saved))) {
     DisplayRqd5Error(
         "CRQD5WinDriverInterface::SwitchBitfile() failed to download new bitfile: out of memory.");
     return false;
   }
-  for (uint32_t number = 0; number < saved.size(); ++number) {
+  const std::span<Saved> saved(reinterpret_cast<Saved*>(memory.Data()), count);
+  for (uint32_t number = 0; number < count; ++number) {
     saved[number].good = ReadRegister(number, &saved[number].value);
   }
   for (uint32_t type = 0; type <= InterruptLast; ++type) ConfigureInterrupt(false, type);
   const bool downloaded = WriteRegister(RegisterNumber(RegisterField::BitfileDownload), bitfile);
-  for (uint32_t number = 0; number < saved.size(); ++number) {
-    if (saved[number].good && !StaysAfterDownload(number)) {
+  for (uint32_t number = 0; number < count; ++number) {
+    if (saved[number].good != 0 && !StaysAfterDownload(number)) {
       WriteRegister(number, saved[number].value);
     }
   }
@@ -110,31 +107,50 @@ bool CRQD5DriverInterface::DisplayRqd5Error(const char*) {
 
 bool CRQD5DriverInterface::OpenRemote(uint16_t boardNumber, bool, uint32_t boardType,
                                       const char* hostName) {
-  const int result =
-      remoteLink_->Open(hostName, boardNumber, boardType, &remoteHandle_, &nubProtocolVersion_);
-  remoteHost_ = result == 0 && hostName != nullptr ? hostName : "";
-  return result == 0;
+  return nub_.Open(hostName, boardNumber, boardType) == NubSuccess;
 }
 
 bool CRQD5DriverInterface::CloseRemote() {
-  const bool closed = remoteLink_->Close();
   boardOpen_ = false;
-  remoteHandle_ = -1;
-  remoteHost_.clear();
-  nubProtocolVersion_ = 0;
-  return closed;
+  return nub_.Close();
+}
+
+bool CRQD5DriverInterface::NubReadRegister(uint32_t registerNumber, uint32_t* value, uint32_t mask,
+                                           uint32_t shift) {
+  return nub_.ReadRegister(registerNumber, value, mask, shift) == NubSuccess;
+}
+
+bool CRQD5DriverInterface::NubWriteRegister(uint32_t registerNumber, uint32_t value, uint32_t mask,
+                                            uint32_t shift) {
+  return nub_.WriteRegister(registerNumber, value, mask, shift) == NubSuccess;
+}
+
+bool CRQD5DriverInterface::NubReadRegisterMulti(uint32_t count, uint32_t* failedRegister,
+                                                RQD5RegisterEntry* entries) {
+  return nub_.ReadRegisterMulti(count, failedRegister, entries) == NubSuccess;
+}
+
+bool CRQD5DriverInterface::NubAutoCirculate(const RQD5AutoCirculateData& data) {
+  return nub_.AutoCirculate(data) == NubSuccess;
+}
+
+bool CRQD5DriverInterface::NubWaitForInterrupt(uint32_t interruptType, uint32_t timeoutMs) {
+  return nub_.WaitForInterrupt(interruptType, timeoutMs) == NubSuccess;
+}
+
+bool CRQD5DriverInterface::NubGetBitFileInformation(RQD5BitFileInfo* info, uint32_t kind) {
+  return nub_.GetBitFileInformation(info, kind) == NubSuccess;
+}
+
+bool CRQD5DriverInterface::NubGetBuildInformation(RQD5BuildInfo* info) {
+  return nub_.GetBuildInformation(info) == NubSuccess;
 }
 
 bool CRQD5DriverInterface::NubDownloadTestPattern(uint32_t channel, uint32_t frameBufferFormat,
-                                                  uint32_t signalMask, bool dmaEnable,
+                                                  uint16_t signalMask, bool dmaEnable,
                                                   uint32_t patternNumber) {
-  if (!IsRemote()) return false;
-  if (remoteLink_->DownloadTestPattern(channel, frameBufferFormat, signalMask, dmaEnable,
-                                       patternNumber) == 0) {
-    return true;
-  }
-  DisplayRqd5Error("RQD5DownloadTestPatternRemote failed");
-  return false;
+  return nub_.DownloadTestPattern(channel, frameBufferFormat, signalMask, dmaEnable,
+                                  patternNumber) == NubSuccess;
 }
 
 }  // namespace morvane

@@ -1,19 +1,17 @@
 #pragma once
 
 #include <cstdint>
-#include <memory>
 #include <string>
 
 #include "device/autocirculate.h"
 #include "device/driver_port.h"
 #include "device/driver_records.h"
+#include "device/nub_client.h"
 
 namespace morvane {
 
-class RemoteLink;
-
 // The abstract door to one card. The same object reaches a card in this machine through its
-// binding, or one in another machine through the remote link; Open() decides, and callers never
+// binding, or one in another machine through the nub; Open() decides, and callers never
 // see the difference. The bodies here are the remote road; a binding overrides them and comes back
 // here while RemoteHandle() is not -1.
 //
@@ -87,21 +85,32 @@ class CRQD5DriverInterface {
   // On failure `info` is as it was.
   virtual bool DriverGetBitFileInformation(RQD5BitFileInfo* info, uint32_t kind);
   // Remote only.
-  virtual bool DriverGetBuildInformation(void* info, size_t bytes);
+  virtual bool DriverGetBuildInformation(RQD5BuildInfo* info);
   // Downloads logic number `bitfile` (0: nothing to do, true): saves all registers, disables all
   // interrupts, downloads, and writes the registers back but those that must not be touched.
   // Returns: result of the download.
   virtual bool SwitchBitfile(uint32_t boardID, uint32_t bitfile);
 
-  [[nodiscard]] uint32_t GetNubProtocolVersion() const { return nubProtocolVersion_; }
+  [[nodiscard]] uint32_t GetNubProtocolVersion() const { return nub_.Version(); }
   // Shows a message box when messages are wanted. Returns: whether they are.
   virtual bool DisplayRqd5Error(const char* message);
 
+  // Connects to `hostName`, unless connected to it, and opens a board there; an object that was
+  // connected elsewhere leaves that. Null leaves too, and fails.
   virtual bool OpenRemote(uint16_t boardNumber, bool displayError, uint32_t boardType,
                           const char* hostName);
   virtual bool CloseRemote();  // false when there was no connection
-  // Asks the other side to draw a pattern. Returns: false in local mode.
-  bool NubDownloadTestPattern(uint32_t channel, uint32_t frameBufferFormat, uint32_t signalMask,
+
+  // One exchange each with the other machine, without a message box. Results and outputs are those
+  // of NubClient; true is NubSuccess.
+  bool NubReadRegister(uint32_t registerNumber, uint32_t* value, uint32_t mask, uint32_t shift);
+  bool NubWriteRegister(uint32_t registerNumber, uint32_t value, uint32_t mask, uint32_t shift);
+  bool NubReadRegisterMulti(uint32_t count, uint32_t* failedRegister, RQD5RegisterEntry* entries);
+  bool NubAutoCirculate(const RQD5AutoCirculateData& data);
+  bool NubWaitForInterrupt(uint32_t interruptType, uint32_t timeoutMs);
+  bool NubGetBitFileInformation(RQD5BitFileInfo* info, uint32_t kind);
+  bool NubGetBuildInformation(RQD5BuildInfo* info);
+  bool NubDownloadTestPattern(uint32_t channel, uint32_t frameBufferFormat, uint16_t signalMask,
                               bool dmaEnable, uint32_t patternNumber);
 
   [[nodiscard]] uint16_t BoardNumber() const { return boardNumber_; }
@@ -110,9 +119,9 @@ class CRQD5DriverInterface {
   [[nodiscard]] uint32_t BoardID() const { return boardID_; }  // as read at Open
   [[nodiscard]] bool DisplaysErrors() const { return displayError_; }
   [[nodiscard]] uint32_t PciSlot() const { return pciSlot_; }
-  [[nodiscard]] int32_t RemoteHandle() const { return remoteHandle_; }  // -1: local mode
-  [[nodiscard]] bool IsRemote() const { return remoteHandle_ != -1; }
-  [[nodiscard]] const std::string& RemoteHost() const { return remoteHost_; }
+  [[nodiscard]] int32_t RemoteHandle() const { return nub_.Handle(); }  // -1: local
+  [[nodiscard]] bool IsRemote() const { return RemoteHandle() != -1; }
+  [[nodiscard]] const std::string& RemoteHost() const { return nub_.Host(); }
 
  protected:
   uint16_t boardNumber_ = 0;
@@ -121,10 +130,7 @@ class CRQD5DriverInterface {
   uint32_t boardID_ = 0;
   bool displayError_ = false;
   uint32_t pciSlot_ = 0;
-  std::unique_ptr<RemoteLink> remoteLink_;
-  std::string remoteHost_;
-  int32_t remoteHandle_ = -1;
-  uint32_t nubProtocolVersion_ = 0;
+  NubClient nub_;  // connected in remote mode, and still after an open that failed there
 };
 
 }  // namespace morvane

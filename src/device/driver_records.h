@@ -186,6 +186,15 @@ static_assert(offsetof(RQD5BitFileInfo, kind) == 64);
 static_assert(offsetof(RQD5BitFileInfo, partName) == 68);
 static_assert(offsetof(RQD5BitFileInfo, rest) == 88);
 
+// What a machine elsewhere tells of the build of its logic; asked for remotely alone.
+struct RQD5BuildInfo {
+  uint32_t word0;
+  uint32_t word1;
+  char text[1024];
+};
+static_assert(sizeof(RQD5BuildInfo) == 1032);
+static_assert(offsetof(RQD5BuildInfo, text) == 8);
+
 struct BitFileRecord {
   PropertyHeader header;
   RQD5BitFileInfo info;

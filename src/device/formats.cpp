@@ -185,27 +185,9 @@ RQD5VideoFormat FormatFromColumns(uint32_t standard, uint32_t geometry, uint32_t
   return 0;
 }
 
-const char* UnsupportedFormatText(uint32_t standard, uint32_t rate) {
-  if (standard == Standard1080) return "Unsupported standard 1080 frame rate requested.";
-  // The family's words are for a rate that the family has nowhere.
-  for (const VideoFormatRow& row : VideoFormatRows()) {
-    if (row.standard == standard && row.rate == rate)
-      return "Unsupported video standard requested.";
-  }
-  switch (standard) {
-    case Standard1080p:
-      return "Unsupported 1080p frame rate requested.";
-    case Standard720:
-      return "Unsupported 720 frame rate requested.";
-    case Standard525:
-      return "Unsupported 525 frame rate requested.";
-    case Standard625:
-      return "Unsupported 625 frame rate requested.";
-    case Standard2K:
-      return "Unsupported 2K frame rate requested.";
-    default:
-      return "Unsupported video standard requested.";
-  }
+const char* UnsupportedFormatText(uint32_t standard) {
+  return standard == Standard1080 ? "Unsupported standard 1080 frame rate requested."
+                                  : "Unsupported video standard requested.";
 }
 
 bool FrameRatePair(uint32_t rate, uint32_t* scale, uint32_t* duration) {

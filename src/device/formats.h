@@ -128,8 +128,8 @@ struct VideoFormatRow {
 // then first reduced to its base. Returns: 0 when no row matches.
 [[nodiscard]] RQD5VideoFormat FormatFromColumns(uint32_t standard, uint32_t geometry, uint32_t rate,
                                                 uint32_t level, uint32_t picture);
-// The words for a standard and rate that FormatFromColumns does not know.
-[[nodiscard]] const char* UnsupportedFormatText(uint32_t standard, uint32_t rate);
+// The words for registers of this standard that FormatFromColumns does not know.
+[[nodiscard]] const char* UnsupportedFormatText(uint32_t standard);
 
 // Frames per second of a RQD5FrameRate as scale / duration, such as 30000 / 1001.
 // Returns: false, outputs untouched, for a value that is no rate.

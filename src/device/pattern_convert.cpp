@@ -87,6 +87,8 @@ void PackKeyed(const PatternSamples& samples, uint8_t* line) {
 }
 
 void PackRgb8(uint32_t format, const PatternSamples& samples, bool sd, uint8_t* line) {
+  // Deliberate: patterns put R, G, B, A into format 3 as into format 6, although a captured frame
+  // in format 3 is read as A, R, G, B.
   ForEachRgb(samples, false, sd, [&](const PatternRgb& pixel) {
     const bool redFirst = format == FrameBuffer8BitRgba || format == FrameBuffer8BitAbgr ||
                           format == FrameBuffer8BitRgb;

@@ -56,7 +56,11 @@ bool CRQD5TestPattern::ReadRaster(PatternRaster* raster) {
 
 bool CRQD5TestPattern::DownloadTestPattern(uint32_t number) {
   if (RemoteHandle() != -1) {
-    return NubDownloadTestPattern(channel_, frameBufferFormat_, signalMask_, dmaEnable_, number);
+    if (NubDownloadTestPattern(channel_, frameBufferFormat_, signalMask_, dmaEnable_, number)) {
+      return true;
+    }
+    DisplayRqd5Error("RQD5DownloadTestPatternRemote failed");
+    return false;
   }
   if (number >= kTestPatterns) return true;
   PatternRaster raster;

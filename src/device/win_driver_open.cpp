@@ -64,7 +64,7 @@ bool CRQD5WinDriverInterface::Open(uint16_t boardNumber, bool displayError, uint
     if (boardNumber_ == boardNumber) return true;
     Close();
   }
-  remoteHandle_ = -1;
+  nub_.ForgetHandle();
   device_ = 0;
   boardType_ = boardType == BOARDTYPE_UNKNOWN ? uint32_t{BOARDTYPE_HDCARD} : boardType;
   displayError_ = displayError;
@@ -82,7 +82,6 @@ bool CRQD5WinDriverInterface::Open(uint16_t boardNumber, bool displayError, uint
     if (!OpenDevice(*id, boardNumber)) return false;
   } else if (!OpenRemote(boardNumber, displayError, boardType_, hostName)) {
     // Deliberate: the object counts as open, and every later call fails by itself.
-    remoteHandle_ = -1;
     DisplayRqd5Error("Failed to open board on remote host.");
   }
   boardOpen_ = true;
@@ -158,7 +157,7 @@ bool CRQD5WinDriverInterface::Close() {
     port_->Close(device_);
   }
   device_ = 0;
-  remoteHandle_ = -1;
+  nub_.ForgetHandle();
   boardOpen_ = false;
   return true;
 }

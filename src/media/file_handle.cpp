@@ -89,6 +89,12 @@ NxErr NxFileHandle::Sync() {
   return lastError_ == 0 ? NxErrSuccess : NxErrFailure;
 }
 
+NxErr NxFileHandle::SyncFileSystem() {
+  if (!IsOpen()) return NxErrUndefinedHandle;
+  lastError_ = file_.SyncFileSystem();
+  return lastError_ == 0 ? NxErrSuccess : NxErrFailure;
+}
+
 NxErr NxFileHandle::Close() {
   if (!IsOpen()) return NxErrUndefinedHandle;
   lastError_ = file_.Close();

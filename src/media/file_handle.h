@@ -21,7 +21,7 @@ inline constexpr uint32_t kAccessShareRead = 0x08;
 inline constexpr uint32_t kAccessShareWrite = 0x10;
 inline constexpr uint32_t kAccessOverlapped = 0x80;
 
-enum NxSeekOrigin : int32_t { NxSeekBegin = 0, NxSeekCurrent = 1, NxSeekEnd = 3 };
+enum NxSeekOrigin : int32_t { NxSeekBegin = 1, NxSeekCurrent = 2, NxSeekEnd = 3 };
 
 // The plain file object of the format classes. Read and Write go by the object's own offset, the
 // ...At forms by a given one and leave the offset alone: they may run on two threads at once.
@@ -40,7 +40,8 @@ class NxFileHandle {
   NxErr Seek64(int64_t offset, NxSeekOrigin origin);
   NxErr SeekScaled(int64_t units, int64_t unitBytes, NxSeekOrigin origin);
   NxErr Truncate(uint64_t bytes);
-  NxErr Sync();  // what was written has reached the disk
+  NxErr Sync();            // what was written has reached the disk
+  NxErr SyncFileSystem();  // the same of all files beside this one, and their names
   NxErr Close();
   [[nodiscard]] bool IsOpen() const { return file_.IsOpen(); }
   [[nodiscard]] int GetHandle() const { return file_.Descriptor(); }  // -1 if closed

@@ -72,7 +72,7 @@ void NxMediaSeq::Reset() {
   firstNumber_ = -1;
   startNumber_ = 0;
   digitCount_ = framesWritten_ = frameCountRead_ = frameCountKept_ = 0;
-  isWriter_ = firstMade_ = sidecarMade_ = false;
+  isWriter_ = firstMade_ = sidecarMade_ = slotFailed_ = false;
   numbersMade_.clear();
   namesMade_.clear();
 }

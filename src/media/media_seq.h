@@ -161,6 +161,7 @@ class NxMediaSeq {
   NxErr FillFrame(const NxImageWriteRequest& request, uint8_t* frame);
   NxErr WriteFirst(const std::string* exactName, const uint8_t* frame);
   NxErr WriteNext(const std::string* exactName, int32_t frame, const uint8_t* data);
+  void CloseSlot(NxFileHandle* file);
   NxErr PutFrame(NxFileHandle* handle, const std::string& path, const uint8_t* frame);
   // closing (media_seq_close.cpp)
   void WriteSidecar();
@@ -197,6 +198,7 @@ class NxMediaSeq {
   bool isWriter_ = false;  // stays after Close
   bool firstMade_ = false;
   bool sidecarMade_ = false;
+  bool slotFailed_ = false;  // a slot of the ring could not be closed while writing
   std::vector<int64_t> numbersMade_;
   std::vector<std::string> namesMade_;
 };

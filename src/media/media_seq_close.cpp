@@ -37,8 +37,10 @@ NxErr NxMediaSeq::Close() {
   NxErr result = NxErrSuccess;
   if (isOpenWrite_ && hasImage_) {
     if (framesWritten_ > 0) {
+      for (NxFileHandle& file : ring_) CloseSlot(&file);
       WriteSidecar();
       result = SyncWritten();
+      if (slotFailed_) result = NxErrFailure;
       frameCountKept_ = framesWritten_;
     } else if (firstMade_) {
       // The empty file of a clip without frames would be in the way of the next one.
@@ -63,18 +65,25 @@ void NxMediaSeq::WriteSidecar() {
   sidecarMade_ = MakeSidecar(SidecarOfFrame(firstPath_), writeInfo_->metadata, &sidecar);
 }
 
-// Brings the frames and their names to the disk. Returns: -2 if one of them may be lost.
+// Brings the frames and their names to the disk, all at once: a long clip would wait for each of
+// its files. Returns: -2 if one of them may be lost.
 NxErr NxMediaSeq::SyncWritten() {
   NxErr result = NxErrSuccess;
   const auto sync = [&result](NxFileHandle* file, const std::string& path) {
     if (!file->IsOpen()) (void)file->OpenA(path.c_str(), kOpenExisting, kAccessRead);
-    if (file->Sync() != NxErrSuccess) result = NxErrFailure;
+    if (file->SyncFileSystem() != NxErrSuccess) result = NxErrFailure;
     (void)file->Close();
   };
   sync(&imageFile_, firstPath_);
-  NxFileHandle other;
-  for (const int64_t number : numbersMade_) sync(&other, NameOfNumber(number));
-  for (const std::string& name : namesMade_) sync(&other, name);
+  // Frames with names of their own may lie on another disk.
+  std::string folder = FolderOfPath(firstPath_);
+  for (const std::string& name : namesMade_) {
+    if (FolderOfPath(name) == folder) continue;
+    folder = FolderOfPath(name);
+    NxFileHandle other;
+    sync(&other, name);
+  }
+  // Tells, too, that the folder is gone.
   if (FolderSync(FolderOfPath(firstPath_)) != 0) result = NxErrFailure;
   return result;
 }

@@ -1,3 +1,5 @@
+#include <cerrno>
+
 #include "base/file_io.h"
 #include "media/data_vyr.h"
 #include "media/media_seq.h"
@@ -80,7 +82,10 @@ NxErr NxMediaSeq::OpenFirst() {
 // an error of the clip.
 NxErr NxMediaSeq::ApplySidecar() {
   const std::string path = SidecarToFind(firstPath_);
-  if (path == firstPath_ || File().Open(path, FileMode::kRead) != 0) return NxErrSuccess;
+  if (path == firstPath_) return NxErrSuccess;
+  const int error = File().Open(path, FileMode::kRead);
+  if (error == ENOENT || error == ENOTDIR) return NxErrSuccess;
+  if (error != 0) return NxErrOpenVideoFile;
   const auto clipName = std::make_unique<char16_t[]>(kVyrClipNameChars);
   const auto head = std::make_unique<NxVyrHead>();
   NxDataVYR sidecar;
@@ -137,7 +142,7 @@ NxErr NxMediaSeq::SetFilesOpen(bool open) {
   NxErr result = NxErrSuccess;
   if (hasImage_ && !open) {
     (void)imageFile_.Close();
-    for (NxFileHandle& file : ring_) (void)file.Close();
+    for (NxFileHandle& file : ring_) CloseSlot(&file);
   }
   // An existing file in either session: what is being written must not be made anew.
   if (hasImage_ && open && !imageFile_.IsOpen() && (isOpenRead_ || firstMade_) &&

@@ -52,6 +52,8 @@ NxErr NxMediaSeq::ReadImage(NxImageReadRequest* request) {
 // Opens the file of `frame` in the next slot of the ring. A clip without a number has one file.
 NxErr NxMediaSeq::OpenFrame(const NxImageReadRequest& request, int32_t frame,
                             NxFileHandle** handle) {
+  // SetFilesOpen(false) closes the clip for reading, frames in other files too.
+  if (!imageFile_.IsOpen()) return NxErrUndefinedHandle;
   std::string path;
   if (request.useExactName != 0) {
     const bool wide = request.exactNameW != nullptr;
@@ -59,10 +61,8 @@ NxErr NxMediaSeq::OpenFrame(const NxImageReadRequest& request, int32_t frame,
     if (!name.ToUtf8(wide, &path)) return NxErrFailure;
   } else if (firstNumber_ < 0) {
     *handle = &imageFile_;
-    return imageFile_.IsOpen() ? NxErrSuccess : NxErrUndefinedHandle;
+    return NxErrSuccess;
   } else {
-    // SetFilesOpen(false) closes the clip for reading, frames in other files too.
-    if (!imageFile_.IsOpen()) return NxErrUndefinedHandle;
     path = NameOfNumber(firstNumber_ + frame);
   }
   NxFileHandle& file = ring_[ringIndex_];

@@ -117,7 +117,7 @@ NxErr NxMediaSeq::WriteNext(const std::string* exactName, int32_t frame, const u
   const std::string path = exactName != nullptr ? *exactName : NameOfNumber(number);
   if (path.empty()) return NxErrFailure;
   NxFileHandle& file = ring_[ringIndex_];
-  (void)file.Close();
+  CloseSlot(&file);
   if (file.OpenA(path.c_str(), createMode_, accessFlags_) != NxErrSuccess) return NxErrFailure;
   const NxErr result = PutFrame(&file, path, data);
   if (result != NxErrSuccess) return result;
@@ -133,6 +133,12 @@ NxErr NxMediaSeq::WriteNext(const std::string* exactName, int32_t frame, const u
     numbersMade_.push_back(number);
   }
   return NxErrSuccess;
+}
+
+// Closes a slot whose frame has been counted long since: that it may have lost something shows in
+// the result of Close.
+void NxMediaSeq::CloseSlot(NxFileHandle* file) {
+  if (file->IsOpen() && file->Close() != NxErrSuccess) slotFailed_ = true;
 }
 
 // Writes `frame` with one call. A file that does not hold all of it is removed, so that no half of

@@ -143,7 +143,14 @@ NxErr NxMediaWAV::FlushTracks() {
 }
 
 NxErr NxMediaWAV::CloseWriting() {
-  NxErr result = FlushTracks();
+  NxErr result = NxErrSuccess;
+  for (Track& track : tracks_) {
+    // Closed for a while: what ends the file still has to be written.
+    if (!track.path.empty() && !track.file.IsOpen() && track.file.Reopen() != NxErrSuccess) {
+      result = NxErrFailure;
+    }
+  }
+  if (FlushTracks() != NxErrSuccess) result = NxErrFailure;
   const NxMediaMetadata metadata = writeInfo_->metadata;
   for (Track& track : tracks_) {
     if (!track.file.IsOpen()) continue;

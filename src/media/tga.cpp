@@ -25,6 +25,9 @@ constexpr size_t kFixedBytes = 18;  // header without the image ID
 constexpr uint8_t kTypeTrueColour = 2;
 constexpr uint8_t kTypePacked = 10;
 constexpr uint8_t kTopDownBit = 0x20;
+constexpr uint8_t kMirroredBit = 0x10;
+// Of a clip to be written, on demand: lines that run from the right, which our own reader ignores.
+constexpr uint32_t kMirrored = 2;
 constexpr int64_t kLargestField = 65535;
 
 const char* NameOf(const NxMediaFileInfo& info, bool isPacked) {
@@ -65,7 +68,8 @@ std::span<const SeqWriteFormat> NxMediaTGA::WriteFormats() const {
 }
 
 NxErr NxMediaTGA::PlanWrite(NxMediaCreateInfo* info) {
-  const SeqWriteFormat* row = FindWriteFormat(kFormats, info->fourcc, info->orientation);
+  const uint32_t order = info->orientation & ~kMirrored;
+  const SeqWriteFormat* row = FindWriteFormat(kFormats, info->fourcc, order);
   if (row == nullptr || info->width > kLargestField || info->height > kLargestField) {
     return NxErrVideoFormatNotSupported;
   }
@@ -84,7 +88,8 @@ NxErr NxMediaTGA::PlanWrite(NxMediaCreateInfo* info) {
   out.U16(12, static_cast<uint16_t>(info->width));
   out.U16(14, static_cast<uint16_t>(info->height));
   out.U8(16, static_cast<uint8_t>(bytesPerPixel * 8));
-  out.U8(17, info->orientation == kOrientationTopDown ? kTopDownBit : 0);
+  out.U8(17, static_cast<uint8_t>((order == kOrientationTopDown ? kTopDownBit : 0) |
+                                  (order != info->orientation ? kMirroredBit : 0)));
   return NxErrSuccess;
 }
 

@@ -72,6 +72,13 @@ NxErr PlaybackEngine::SetTrackEnable(int32_t track, bool on) {
   });
 }
 
+// It says nothing to the card, so the card's lock is not asked for.
+NxErr PlaybackEngine::SetActivationMode(uint32_t mode) {
+  if (!MayChoose() || mode > 1) return NxErrFailure;
+  settings_.activationMode = mode;
+  return NxErrSuccess;
+}
+
 NxErr PlaybackEngine::SetAudioVarispeed(bool on) {
   return Choose([&] {
     settings_.audioVariSpeed = on ? 1 : 0;
@@ -153,6 +160,24 @@ NxErr PlaybackEngine::SetDisplaySize(uint32_t index) {
   return Choose([&] {
     if (index > 8) return NxErrFailure;
     settings_.displaySize = index;
+    ApplyDisplaySize(index, &view_);
+    return NxErrSuccess;
+  });
+}
+
+NxErr PlaybackEngine::SetDisplayOrigin(int32_t x, int32_t y) {
+  return Choose([&] {
+    view_.originX = x;
+    view_.originY = y;
+    return NxErrSuccess;
+  });
+}
+
+NxErr PlaybackEngine::SetDisplayZoom(float percentX, float percentY) {
+  return Choose([&] {
+    if (settings_.displaySize != kFreeDisplaySize) return NxErrFailure;
+    view_.widthPercent = percentX;
+    view_.heightPercent = percentY;
     return NxErrSuccess;
   });
 }

@@ -49,6 +49,8 @@ NxErr PlaybackEngine::Open(const RQD5BoardInfo& board, PlaybackStore store) {
   if (store_ == PlaybackStore::Keep && session_->GetBoardSuffix(&boardName)) {
     LoadPlaybackSettings(boardName, defaults, &settings_);
   }
+  view_ = {};
+  ApplyDisplaySize(settings_.displaySize, &view_);
   // A card without sound plays pictures alone.
   audioOpened_ =
       audio_->Open(static_cast<uint16_t>(board.boardNumber), false, board.boardType, nullptr);

@@ -13,6 +13,7 @@
 #include "playback/playback_sound.h"
 #include "playback/read_format.h"
 #include "playback/timeline.h"
+#include "processing/preview_frame.h"
 
 namespace morvane {
 
@@ -119,15 +120,21 @@ class PlaybackEngine {
   NxErr SetEnforceAlignment(bool on);       // the file leaves pictures where the buffer begins
   NxErr SetVideoDirectory(const std::string& utf8);
   NxErr SetAudioDirectory(const std::string& utf8);
-  NxErr SetHandles(int32_t frames);          // clamped to 0 .. 60
-  NxErr SetTimecodeOffset(int32_t frames);   // clamped to -30 .. 30
-  NxErr SetPrintType(uint32_t type);         // PrintType; above 3: -2
-  NxErr SetDisplayType(uint32_t type);       // above 1: -2
-  NxErr SetDisplaySize(uint32_t index);      // above 8: -2
+  NxErr SetHandles(int32_t frames);         // clamped to 0 .. 60
+  NxErr SetTimecodeOffset(int32_t frames);  // clamped to -30 .. 30
+  NxErr SetPrintType(uint32_t type);        // PrintType; above 3: -2
+  NxErr SetDisplayType(uint32_t type);      // above 1: -2
+  // The display size sets the zoom, index 8 leaves it: only then it can be set by itself (else -2).
+  // Origin (pixels) and zoom (percent) begin at 0 and 100 each time an engine opens, then the kept
+  // index is applied. All three hold from the next play on.
+  NxErr SetDisplaySize(uint32_t index);  // above 8: -2
+  NxErr SetDisplayOrigin(int32_t x, int32_t y);
+  NxErr SetDisplayZoom(float percentX, float percentY);
   NxErr SetBars(bool on, uint32_t seconds);  // seconds above 120 are ignored here and below
   NxErr SetToneLevel(uint32_t percent);      // 0 to 100
   NxErr SetLeader(bool on, uint32_t seconds);
   NxErr SetTrailer(bool on, uint32_t seconds);
+  NxErr SetActivationMode(uint32_t mode);  // 0 "Auto", 1 "Manual"; above 1: -2
   // At any time: 0 off, 1 while scrubbing, 2 while playing, 3 always; 0 full, 1 half, 2 quarter.
   NxErr SetDisplayToDesktop(uint32_t mode);  // above 3: -2
   NxErr SetDisplaySpeed(uint32_t speed);     // above 2: -2
@@ -236,6 +243,7 @@ class PlaybackEngine {
   int32_t inPoint_ = 0;
   int32_t outPoint_ = 0;
   bool anyThreadLost_ = false;  // a thread of this play did not end and had to be abandoned
+  PreviewView view_;            // of the desktop preview, from the next play on
   const NxColorTables* tables8_ = nullptr;
   const NxColorTables* tables10_ = nullptr;
 

@@ -12,6 +12,7 @@
 #include "playback/read_format.h"
 #include "playback/slot_ring.h"
 #include "playback/timeline.h"
+#include "processing/preview_frame.h"
 #include "processing/records.h"
 
 namespace morvane {
@@ -22,6 +23,9 @@ class PictureSink;
 
 // How pictures are shown on the desktop.
 struct PreviewPlan {
+  PreviewView view;
+  int32_t aspectX = 1;  // of a pixel
+  int32_t aspectY = 1;
   int32_t width = 0;
   int32_t height = 0;
   NXFrameFields fields;

@@ -126,6 +126,8 @@ void PlaybackEngine::FillJob(double speed, PictureSink* sink) {
   preview.fields = {settings_.frameFlagA,  settings_.frameFlagB, settings_.frameValueA,
                     settings_.frameValueB, settings_.frameFlagC, settings_.frameValueC,
                     settings_.frameValueD};
+  preview.view = view_;
+  session_->GetPixelAspect(&preview.aspectX, &preview.aspectY);
   preview.tables8 = tables8_;
   preview.tables10 = tables10_;
 }

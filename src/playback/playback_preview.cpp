@@ -8,7 +8,6 @@ namespace morvane {
 namespace {
 
 constexpr uint32_t kIdleMs = 2;
-constexpr int32_t kJobFrameMode = 4;
 constexpr uint32_t kDisplayHalf = 1;
 constexpr uint32_t kDisplayQuarter = 2;
 
@@ -77,30 +76,21 @@ class PreviewRun {
   }
 
   void Show(const PlaybackSlot& slot, const uint8_t* picture, bool shared) {
-    NXVideoFrame frame;
+    PreviewSource frame;
+    static_cast<PreviewView&>(frame) = job_.preview.view;
+    frame.aspectX = job_.preview.aspectX;
+    frame.aspectY = job_.preview.aspectY;
     frame.picture = picture;
     frame.width = shared ? static_cast<int32_t>(job_.frameWidth) : slot.width;
     frame.height = shared ? static_cast<int32_t>(job_.frameHeight) : slot.height;
     frame.rowBytes = shared ? frame.width * 4 : slot.rowBytes;
     frame.fourcc = shared ? FourCC("bgrA") : slot.fourcc;
-    frame.bottomUp = shared || slot.topDown ? 0 : 1;
-    if (frame.fourcc == FourCC("dvhd")) SetStretch(&frame);
-    frame.modeA = kJobFrameMode;
-    frame.modeB = kJobFrameMode;
+    frame.bottomUp = !shared && !slot.topDown;
     frame.fields = job_.preview.fields;
-    const bool tenBit = frame.fourcc == FourCC("v219") || frame.fourcc == FourCC("V219");
-    frame.colorTable = tenBit ? job_.preview.tables10 : job_.preview.tables8;
-    job_.sink->Show(frame);
+    frame.tables8 = job_.preview.tables8;
+    frame.tables10 = job_.preview.tables10;
+    job_.sink->Show(MakeJobFrame(frame));
     NxLeaveIfAbandoned();
-  }
-
-  // The compressed HD format stores a narrower raster.
-  static void SetStretch(NXVideoFrame* frame) {
-    const bool atThreeHalves = frame->width == 1280 && frame->height == 1080;
-    const bool atFourThirds = (frame->width == 1440 && frame->height == 1080) ||
-                              (frame->width == 960 && frame->height == 720);
-    frame->aspectX = atThreeHalves ? 3 : atFourThirds ? 4 : 1;
-    frame->aspectY = atThreeHalves ? 2 : atFourThirds ? 3 : 1;
   }
 
   PlaybackJob& job_;

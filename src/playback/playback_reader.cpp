@@ -3,10 +3,11 @@
 
 #include "device/formats.h"
 #include "media/media_file_base.h"
-#include "session/card_layout.h"
 #include "playback/playback_job.h"
+#include "processing/convert.h"
 #include "processing/pixel_format.h"
 #include "session/card2.h"
+#include "session/card_layout.h"
 
 // The reader thread: fills the ring's slots with the frames of the timeline, ahead of the card.
 namespace morvane {
@@ -113,8 +114,7 @@ class ReaderRun {
   void RaiseOneLine(const NxImageReadRequest& request, uint8_t* picture) const {
     const bool dv = request.fourcc == FourCC("dv26") || request.fourcc == FourCC("dv51");
     if (!dv || request.width != 720 || request.height != 576) return;
-    const auto line = static_cast<size_t>(request.pitch);
-    std::memmove(picture, picture + line, line * static_cast<size_t>(request.height - 1));
+    ShiftLines(picture, 0, request.height, 0, request.pitch, false);
   }
 
   // The card's lines above and below the picture.

@@ -30,7 +30,8 @@ struct ConvertContext {
 //    narrower picture are never touched, but in an 8-bit 4:2:2 destination that gets bars the
 //    colour goes into every row first.
 // Pitches are in bytes and may be larger than the line, or negative for lines upwards in memory.
-// Not done here: between two 8-bit 4:2:2 formats nothing is written (result 0), callers copy.
+// Not done here: between two 8-bit 4:2:2 formats no pixel is converted (result 0), callers copy;
+// what is written is `fill`, where bars are asked for, and then into every row.
 // A picture whose alpha has no source gets: 0 from YUV, the maximum from RGB.
 // In pair formats the last pixel of an odd width is left alone.
 // Returns: 0 (also for an image without rows or columns); 2 when the destination's packer is

@@ -11,7 +11,8 @@ namespace {
 
 // ---- What the formats mean to the steps
 
-// Where the components lie in a pixel of 8 bits each; -1 for no alpha.
+// Where the components lie in a pixel of 8 bits each, or in one that a pixel of 16 bits each has
+// the bytes of twice; -1 for no alpha.
 struct BytePlaces {
   int bytes, r, g, b, a;
 };
@@ -19,12 +20,16 @@ struct BytePlaces {
 BytePlaces PlacesOf(PixelLayout layout) {
   switch (layout) {
     case PixelLayout::kRgba8:
+    case PixelLayout::kRgba16:
       return {4, 0, 1, 2, 3};
     case PixelLayout::kArgb8:
+    case PixelLayout::kArgb16:
       return {4, 1, 2, 3, 0};
     case PixelLayout::kAbgr8:
       return {4, 3, 2, 1, 0};
     case PixelLayout::kRgb888:
+    case PixelLayout::kRgb16Le:
+    case PixelLayout::kRgb16Be:
       return {3, 0, 1, 2, -1};
     case PixelLayout::kBgr888:
       return {3, 2, 1, 0, -1};
@@ -153,6 +158,12 @@ bool Rgb8ToRgb(const PixelFormat& from, const PixelFormat& to, ChainBuilder* cha
     chain->AddShuffle(PlacesOf(from.layout), PlacesOf(to.layout), to.code == FourCC("bgrA"));
     return true;
   }
+  if (to.pixelClass == PixelClass::kRgb16 && to.max == 65535) {
+    const BytePlaces places = PlacesOf(to.layout);
+    chain->AddShuffle(PlacesOf(from.layout), places, false);
+    chain->Add(DoubleBytesStep(places.bytes));
+    return true;
+  }
   if (!WordOrderOf(to, &order)) return false;
   chain->AddShuffleFrom(from);
   chain->AddRescale(RescaleBytesToWordsStep(order), from.max, to.max);
@@ -166,6 +177,10 @@ bool Rgb10ToRgb(const PixelFormat& from, const PixelFormat& to, ChainBuilder* ch
   const bool toTop = to.code == FourCC("bgrA");
   // The alpha of 40-bit pixels is kept by the plain code.
   if (from40 && !toTop && !WordOrderOf(to, &toOrder)) return false;
+  if (from40 && toTop) {
+    chain->Add(Packed40ToTopBytesStep()).setBits = kOpaque;
+    return true;
+  }
   if (from40) chain->Add(Packed40ToWordsStep());
   if (toTop) {
     // Deliberate: read as a big-endian word, whatever its own layout.
@@ -201,7 +216,11 @@ bool Rgb16ToRgb(const PixelFormat& from, const PixelFormat& to, ChainBuilder* ch
     chain->AddRescale(WideToWordsStep(wide, order), from.max, to.max);
     return true;
   }
-  if (to.layout != PixelLayout::kPacked40 || from.hasAlpha) return false;
+  if (to.layout != PixelLayout::kPacked40) return false;
+  if (from.hasAlpha) {
+    chain->AddRescale(WideToPacked40Step(wide), from.max, to.max);
+    return true;
+  }
   chain->AddRescale(WideToWordsStep(wide, WordOrder::kLittle), from.max, to.max);
   chain->Add(WordsToPacked40Step()).setBits = kOpaque40;
   return true;
@@ -234,8 +253,10 @@ bool IsWithin(double x, double size) {
   return std::fabs(x) <= size;
 }
 
-// Coefficients that keep the quick routines' error below their doubt: no larger than those of the
-// matrices that we make, with some room.
+// Coefficients that keep the quick routines' error below three of their steps, and their sums in
+// the room that they have (fast_yuv-inl.h): no larger than those of the matrices that we make, with
+// some to spare. Results of 8 bits then lie between -330 and 650, those of 10 bits between four
+// times as much.
 bool IsQuickToRgb(const NxColorContext& c, const PixelFormat& from) {
   const double scale = from.pixelClass == PixelClass::kYuv10 ? 4.0 : 1.0;
   return IsWithin(c.yGainG, 1.25) && IsWithin(c.crToR, 2.25) && IsWithin(c.cbToB, 2.25) &&
@@ -243,12 +264,28 @@ bool IsQuickToRgb(const NxColorContext& c, const PixelFormat& from) {
          IsWithin(c.yOffR, 32 * scale) && c.cOffR == 128 * scale;
 }
 
-bool IsQuickToYuv(const NxColorContext& c, double scale) {
-  return IsWithin(c.yR, 1.0) && IsWithin(c.yG, 1.0) && IsWithin(c.yB, 1.0) &&
-         IsWithin(c.cbR, 1.0) && IsWithin(c.cbG, 1.0) && IsWithin(c.cbB, 1.0) &&
-         IsWithin(c.crR, 1.0) && IsWithin(c.crG, 1.0) && IsWithin(c.crB, 1.0) &&
-         IsWithin(c.yOff * scale, 128) && IsWithin(c.cbOff * scale, 512) &&
-         IsWithin(c.crOff * scale, 512);
+// One row of the matrix from RGB; `from` is the highest number that a pixel may hold in the scale
+// of results of 8 bits.
+bool IsQuickRow(double from, double r, double g, double b, double offset) {
+  const double terms[] = {r * from, g * from, b * from};
+  double above = offset, below = offset, sum = 0;
+  for (const double term : terms) {
+    (term > 0 ? above : below) += term;
+    sum += std::fabs(term);
+  }
+  return sum <= 540 && above <= 660 && below >= -340;
+}
+
+bool IsQuickToYuv(const NxColorContext& c, const PixelFormat& src, const PixelFormat& dst) {
+  const double toEight = dst.pixelClass == PixelClass::kYuv10 ? 0.25 : 1.0;
+  const double s = RgbToYuvScale(src, dst) * toEight;
+  // Above its range a 16-bit format may hold more.
+  const double from = s * (src.pixelClass == PixelClass::kRgb16   ? 65535
+                           : src.pixelClass == PixelClass::kRgb10 ? 1023
+                                                                  : 255);
+  return IsQuickRow(from, c.yR, c.yG, c.yB, c.yOff * s) &&
+         IsQuickRow(from, -c.cbR, -c.cbG, c.cbB, c.cbOff * s) &&
+         IsQuickRow(from, c.crR, -c.crG, -c.crB, c.crOff * s);
 }
 
 bool YuvToRgb(const LineJob& job, ChainBuilder* chain) {
@@ -306,7 +343,7 @@ bool RgbToYuv(const LineJob& job, ChainBuilder* chain) {
   }
   const PairOrder to = PairOrderOf(*job.dst);
   const double s = RgbToYuvScale(from, *job.dst);
-  StepParams& p = chain->Add(RgbToYuvStep(input, to, IsQuickToYuv(c, s)));
+  StepParams& p = chain->Add(RgbToYuvStep(input, to, IsQuickToYuv(c, from, *job.dst)));
   const YuvClips clips = ClipsOf(c, *job.dst);
   p.low = clips.low;
   p.highLuma = clips.highLuma;
@@ -408,7 +445,9 @@ void RunSteps(const LineJob& job, const uint8_t* src, uint8_t* dst) {
 bool PickFastRoutine(LineJob* job) {
   if (job->shape.scaledWidth != 0) return false;
   const PixelFormat& from = *job->src;
-  if (job->path == LinePath::kRgbToRgb && from.code == job->dst->code && from.bytesPerGroup < 5) {
+  // Whole numbers of one range come out of unpacking and packing as they were.
+  if (job->path == LinePath::kRgbToRgb && from.code == job->dst->code &&
+      from.pixelClass != PixelClass::kRgbFloat) {
     job->run = CopyPixels;
     return true;
   }

@@ -68,6 +68,7 @@ enum class RgbInput : uint8_t { kBgra, kHighWord, kWidePlanes };
 
 // The routines for this machine's processor.
 [[nodiscard]] StepRoutine ByteShuffleStep(int inBytes, int outBytes);  // each 3 or 4
+[[nodiscard]] StepRoutine DoubleBytesStep(int bytes);  // of a pixel, 3 or 4; to 16 bits each
 [[nodiscard]] StepRoutine MoveWordsStep(WordOrder from, WordOrder to);
 [[nodiscard]] StepRoutine RescaleWordsStep(WordOrder from, WordOrder to);
 [[nodiscard]] StepRoutine WordsToTopBytesStep(WordOrder from);      // to bgrA, top 8 bits
@@ -75,9 +76,11 @@ enum class RgbInput : uint8_t { kBgra, kHighWord, kWidePlanes };
 [[nodiscard]] StepRoutine RescaleBytesToWordsStep(WordOrder to);    // from bgrA
 // 40-bit pixels from and to high words; the alpha of all written pixels is in `setBits`.
 [[nodiscard]] StepRoutine Packed40ToWordsStep();
+[[nodiscard]] StepRoutine Packed40ToTopBytesStep();  // to bgrA, top 8 bits
 [[nodiscard]] StepRoutine WordsToPacked40Step();
 [[nodiscard]] StepRoutine WideToBytesStep(WideOrder from);  // to bgrA
 [[nodiscard]] StepRoutine WideToWordsStep(WideOrder from, WordOrder to);
+[[nodiscard]] StepRoutine WideToPacked40Step(WideOrder from);  // with alpha only
 [[nodiscard]] StepRoutine WideToPlanesStep(WideOrder from);
 [[nodiscard]] StepRoutine V210ToBytesStep(PairOrder to);  // 8-bit 4:2:2
 [[nodiscard]] StepRoutine V210ToWideStep();

@@ -14,13 +14,16 @@ namespace morvane {
 namespace HWY_NAMESPACE {
 #if MORVANE_NO_VECTORS  // no vectors: the plain code does it
 
-StepRoutine PickPacked40ToWords() {
+StepRoutine PickPacked40ToWords(bool) {
   return nullptr;
 }
 StepRoutine PickWordsToPacked40() {
   return nullptr;
 }
 StepRoutine PickByteShuffle(int, int) {
+  return nullptr;
+}
+StepRoutine PickDoubleBytes(int) {
   return nullptr;
 }
 StepRoutine PickMoveWords(int, int) {
@@ -58,6 +61,16 @@ void ShuffleBytes(const StepParams& p, LineState*, const uint8_t* in, uint8_t* o
                                   hn::StoreU(hn::Or(v, setBits), d, t);
                                 }
                               });
+}
+
+// From 255 to 65535 is times 257: each byte twice, in either byte order.
+template <int kBytes>
+void DoubleBytes(const StepParams&, LineState*, const uint8_t* in, uint8_t* out, size_t n) {
+  const D8 d;
+  ForUnits<1, 2, 0>(in, out, n * kBytes, hn::Lanes(d), [&](const uint8_t* s, uint8_t* t) HWY_ATTR {
+    const auto v = hn::LoadU(d, s);
+    hn::StoreInterleaved2(v, v, d, t);
+  });
 }
 
 // Calls `convert` with a vector of words.
@@ -117,7 +130,9 @@ void RescaleBytesToWords(const StepParams& p, LineState*, const uint8_t* in, uin
 constexpr size_t kAhead = 4096;  // how far in front a cache line is asked for
 
 // Four pixels are 20 bytes: the first three words lie in the first 16, the last one in the last 16.
-void Packed40ToWords(const StepParams&, LineState*, const uint8_t* in, uint8_t* out, size_t n) {
+// Makes high words of them, or bgrA words of their top 8 bits.
+template <bool kTopBytes>
+void Packed40ToWords(const StepParams& p, LineState*, const uint8_t* in, uint8_t* out, size_t n) {
   constexpr uint8_t kNo = 0x80;
   alignas(16) static constexpr uint8_t kFirst[16] = {3,  2,  1,  0,  8,   7,   6,   5,
                                                      13, 12, 11, 10, kNo, kNo, kNo, kNo};
@@ -126,12 +141,19 @@ void Packed40ToWords(const StepParams&, LineState*, const uint8_t* in, uint8_t* 
   const hn::Full128<uint8_t> d;
   const hn::Full128<uint32_t> d32;
   const auto first = hn::Load(d, kFirst), last = hn::Load(d, kLast);
-  const auto mask = hn::Set(d32, 0xFFFFFFFCu);
+  const auto mask = hn::Set(d32, 0xFFFFFFFCu), setBits = hn::Set(d32, p.setBits);
   ForUnits<5, 4, 0>(in, out, n, 4, [&](const uint8_t* s, uint8_t* t) HWY_ATTR {
     __builtin_prefetch(s + kAhead);  // short vectors do not reach far enough by themselves
-    const auto words = hn::Or(hn::TableLookupBytesOr0(hn::LoadU(d, s), first),
-                              hn::TableLookupBytesOr0(hn::LoadU(d, s + 4), last));
-    hn::StoreU(hn::BitCast(d, hn::And(hn::BitCast(d32, words), mask)), d, t);
+    const auto high = hn::BitCast(d32, hn::Or(hn::TableLookupBytesOr0(hn::LoadU(d, s), first),
+                                              hn::TableLookupBytesOr0(hn::LoadU(d, s + 4), last)));
+    if constexpr (kTopBytes) {
+      const auto red = hn::And(hn::ShiftRight<8>(high), hn::Set(d32, 0xFF0000u));
+      const auto green = hn::And(hn::ShiftRight<6>(high), hn::Set(d32, 0xFF00u));
+      const auto blue = hn::And(hn::ShiftRight<4>(high), hn::Set(d32, 0xFFu));
+      hn::StoreU(hn::BitCast(d, hn::Or(hn::Or(red, green), hn::Or(blue, setBits))), d, t);
+    } else {
+      hn::StoreU(hn::BitCast(d, hn::And(high, mask)), d, t);
+    }
   });
 }
 
@@ -159,8 +181,8 @@ void WordsToPacked40(const StepParams& p, LineState*, const uint8_t* in, uint8_t
   });
 }
 
-StepRoutine PickPacked40ToWords() {
-  return Packed40ToWords;
+StepRoutine PickPacked40ToWords(bool topBytes) {
+  return topBytes ? Packed40ToWords<true> : Packed40ToWords<false>;
 }
 StepRoutine PickWordsToPacked40() {
   return WordsToPacked40;
@@ -169,6 +191,10 @@ StepRoutine PickWordsToPacked40() {
 StepRoutine PickByteShuffle(int inBytes, int outBytes) {
   if (inBytes == 3) return outBytes == 3 ? ShuffleBytes<3, 3> : ShuffleBytes<3, 4>;
   return outBytes == 3 ? ShuffleBytes<4, 3> : ShuffleBytes<4, 4>;
+}
+
+StepRoutine PickDoubleBytes(int bytes) {
+  return bytes == 3 ? DoubleBytes<3> : DoubleBytes<4>;
 }
 
 // Tables of the instances, by the order read and the order written.
@@ -217,6 +243,7 @@ HWY_AFTER_NAMESPACE();
 namespace morvane {
 
 HWY_EXPORT(PickByteShuffle);
+HWY_EXPORT(PickDoubleBytes);
 HWY_EXPORT(PickPacked40ToWords);
 HWY_EXPORT(PickWordsToPacked40);
 HWY_EXPORT(PickMoveWords);
@@ -228,8 +255,14 @@ HWY_EXPORT(PickRescaleBytesToWords);
 StepRoutine ByteShuffleStep(int inBytes, int outBytes) {
   return HWY_DYNAMIC_DISPATCH(PickByteShuffle)(inBytes, outBytes);
 }
+StepRoutine DoubleBytesStep(int bytes) {
+  return HWY_DYNAMIC_DISPATCH(PickDoubleBytes)(bytes);
+}
 StepRoutine Packed40ToWordsStep() {
-  return HWY_DYNAMIC_DISPATCH(PickPacked40ToWords)();
+  return HWY_DYNAMIC_DISPATCH(PickPacked40ToWords)(false);
+}
+StepRoutine Packed40ToTopBytesStep() {
+  return HWY_DYNAMIC_DISPATCH(PickPacked40ToWords)(true);
 }
 StepRoutine WordsToPacked40Step() {
   return HWY_DYNAMIC_DISPATCH(PickWordsToPacked40)();

@@ -20,6 +20,9 @@ StepRoutine PickWideToBytes(int) {
 StepRoutine PickWideToWords(int, int) {
   return nullptr;
 }
+StepRoutine PickWideToPacked40(int) {
+  return nullptr;
+}
 StepRoutine PickWideToPlanes(int) {
   return nullptr;
 }
@@ -108,6 +111,46 @@ void WideToWords(const StepParams& p, LineState*, const uint8_t* in, uint8_t* ou
                                    });
 }
 
+// 40-bit pixels of a half of the lanes: their upper 32 bits and their alpha in 32-bit lanes, put
+// together four at a time in 16 bytes and 4 bytes.
+template <bool kUpper>
+HWY_INLINE void StorePacked40(const StepParams& p, const WidePixels& v, uint8_t* out) {
+  constexpr uint8_t kNo = 0x80;
+  alignas(16) static constexpr uint8_t kHigh[16] = {3, 2,   1,  0,  kNo, 7, 6,   5,
+                                                    4, kNo, 11, 10, 9,   8, kNo, 15};
+  alignas(16) static constexpr uint8_t kLow[16] = {kNo, kNo, kNo, kNo, 0,   kNo, kNo, kNo,
+                                                   kNo, 4,   kNo, kNo, kNo, kNo, 8,   kNo};
+  alignas(16) static constexpr uint8_t kHighEnd[16] = {14,  13,  12,  kNo, kNo, kNo, kNo, kNo,
+                                                       kNo, kNo, kNo, kNo, kNo, kNo, kNo, kNo};
+  alignas(16) static constexpr uint8_t kLowEnd[16] = {kNo, kNo, kNo, 12,  kNo, kNo, kNo, kNo,
+                                                      kNo, kNo, kNo, kNo, kNo, kNo, kNo, kNo};
+  const D8 d;
+  const auto alpha = HalfRescaled<kUpper>(p, v.a);
+  const auto words = hn::Or(JoinHighWord(HalfRescaled<kUpper>(p, v)), hn::ShiftRight<8>(alpha));
+  const auto join = [&](const uint8_t(&fromWord)[16], const uint8_t(&fromAlpha)[16]) HWY_ATTR {
+    return hn::Or(hn::TableLookupBytesOr0(hn::BitCast(d, words), Table16(fromWord)),
+                  hn::TableLookupBytesOr0(hn::BitCast(d, alpha), Table16(fromAlpha)));
+  };
+  alignas(64) uint8_t first[64], last[64];
+  hn::Store(join(kHigh, kLow), d, first);
+  hn::Store(join(kHighEnd, kLowEnd), d, last);
+  for (size_t i = 0; i < hn::Lanes(d); i += 16, out += 20) {
+    std::memcpy(out, first + i, 16);
+    std::memcpy(out + 16, last + i, 4);
+  }
+}
+
+template <WideOrder kFrom>
+void WideToPacked40(const StepParams& p, LineState*, const uint8_t* in, uint8_t* out, size_t n) {
+  const size_t half = hn::Lanes(D32()) * 5;
+  ForUnits<WideBytes(kFrom), 5, 0>(in, out, n, hn::Lanes(D16()),
+                                   [&](const uint8_t* s, uint8_t* t) HWY_ATTR {
+                                     const WidePixels v = LoadWide<kFrom>(s);
+                                     StorePacked40<false>(p, v, t);
+                                     StorePacked40<true>(p, v, t + half);
+                                   });
+}
+
 template <WideOrder kFrom>
 void WideToPlanes(const StepParams&, LineState*, const uint8_t* in, uint8_t* out, size_t n) {
   const D16 d;
@@ -146,6 +189,13 @@ StepRoutine PickWideToWords(int from, int to) {
   return kRoutines[from][to];
 }
 
+// Nothing for pixels without alpha: they become words first.
+StepRoutine PickWideToPacked40(int from) {
+  static constexpr StepRoutine kRoutines[5] = {nullptr, nullptr, WideToPacked40<kRgba>,
+                                               WideToPacked40<kArgb>, WideToPacked40<kBgra>};
+  return kRoutines[from];
+}
+
 StepRoutine PickWideToPlanes(int from) {
   static constexpr StepRoutine kRoutines[5] = {WideToPlanes<kRgbLe>, WideToPlanes<kRgbBe>,
                                                WideToPlanes<kRgba>, WideToPlanes<kArgb>,
@@ -163,6 +213,7 @@ namespace morvane {
 
 HWY_EXPORT(PickWideToBytes);
 HWY_EXPORT(PickWideToWords);
+HWY_EXPORT(PickWideToPacked40);
 HWY_EXPORT(PickWideToPlanes);
 
 StepRoutine WideToBytesStep(WideOrder from) {
@@ -170,6 +221,9 @@ StepRoutine WideToBytesStep(WideOrder from) {
 }
 StepRoutine WideToWordsStep(WideOrder from, WordOrder to) {
   return HWY_DYNAMIC_DISPATCH(PickWideToWords)(static_cast<int>(from), static_cast<int>(to));
+}
+StepRoutine WideToPacked40Step(WideOrder from) {
+  return HWY_DYNAMIC_DISPATCH(PickWideToPacked40)(static_cast<int>(from));
 }
 StepRoutine WideToPlanesStep(WideOrder from) {
   return HWY_DYNAMIC_DISPATCH(PickWideToPlanes)(static_cast<int>(from));

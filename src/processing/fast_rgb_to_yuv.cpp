@@ -172,24 +172,25 @@ HWY_INLINE Yuv32 ExactYuv(const ExactMatrix& m, const StepParams& p, const Pixel
 
 // The chroma rows take the sum of one left, two even and one odd pixel, a whole number below 2^18.
 struct QuickMatrix {
-  VF32 yR, yG, yB, yAdd, cbR, cbG, cbB, cbAdd, crR, crG, crB, crAdd, low, highLuma, highChroma;
+  VF32 yR, yG, yB, yAdd, cbR, cbG, cbB, cbAdd, crR, crG, crB, crAdd;
+  V16 low, highLuma, highChroma;
 
-  HWY_INLINE explicit QuickMatrix(const StepParams& p) {
+  HWY_INLINE QuickMatrix(const StepParams& p, double bias) {
     yR = FloatOf(p.k[kYR]);
     yG = FloatOf(p.k[kYG]);
     yB = FloatOf(p.k[kYB]);
-    yAdd = FloatOf(p.k[kYAdd]);
+    yAdd = FloatOf(bias + p.k[kYAdd]);
     cbR = FloatOf(p.k[kCbR]);
     cbG = FloatOf(p.k[kCbG]);
     cbB = FloatOf(p.k[kCbB]);
-    cbAdd = FloatOf(p.k[kCbAdd] * 4);
+    cbAdd = FloatOf(bias + p.k[kCbAdd] * 4);
     crR = FloatOf(p.k[kCrR]);
     crG = FloatOf(p.k[kCrG]);
     crB = FloatOf(p.k[kCrB]);
-    crAdd = FloatOf(p.k[kCrAdd] * 4);
-    low = FloatOf(p.low);
-    highLuma = FloatOf(p.highLuma);
-    highChroma = FloatOf(p.highChroma);
+    crAdd = FloatOf(bias + p.k[kCrAdd] * 4);
+    low = Set16(p.low);
+    highLuma = Set16(p.highLuma);
+    highChroma = Set16(p.highChroma);
   }
 };
 
@@ -202,51 +203,64 @@ HWY_INLINE V32 Filtered(V32 left, V32 even, V32 odd) {
   return hn::Add(hn::Add(left, hn::Add(even, even)), odd);
 }
 
-HWY_INLINE Yuv32 QuickYuv(const QuickMatrix& m, const Pixels& v, Rounder* rounder) {
+// Lanes of 16 bits hold Y0, Y1 ... and Cb, Cr ...
+template <PairOrder kTo>
+HWY_INLINE void StoreYuv(V16 luma, V16 chroma, uint8_t* t) {
+  const D16 d;
+  auto* const words = reinterpret_cast<uint16_t*>(t);
+  if constexpr (kTo == PairOrder::kWide) {
+    hn::StoreU(chroma, d, words);
+    hn::StoreU(luma, d, reinterpret_cast<uint16_t*>(t + kLumaPlane));
+  } else if constexpr (kTo == PairOrder::kYuyv) {
+    hn::StoreU(hn::Or(luma, hn::ShiftLeft<8>(chroma)), d, words);
+  } else {
+    hn::StoreU(hn::Or(chroma, hn::ShiftLeft<8>(luma)), d, words);
+  }
+}
+
+template <PairOrder kTo>
+HWY_INLINE void StoreExact(const Yuv32& v, uint8_t* t) {
+  const D16 d;
+  StoreYuv<kTo>(hn::BitCast(d, hn::Or(v.y0, hn::ShiftLeft<16>(v.y1))),
+                hn::BitCast(d, hn::Or(v.cb, hn::ShiftLeft<16>(v.cr))), t);
+}
+
+template <PairOrder kTo>
+using YuvRounder = FixedRounder<kTo == PairOrder::kWide ? 10 : 8>;
+
+// Returns: false if a lane is in doubt.
+template <PairOrder kTo>
+HWY_INLINE bool QuickYuv(const QuickMatrix& m, const Pixels& v, uint8_t* t) {
   const auto r = ToFloats(Filtered(v.left.r, v.even.r, v.odd.r));
   const auto g = ToFloats(Filtered(v.left.g, v.even.g, v.odd.g));
   const auto b = ToFloats(Filtered(v.left.b, v.even.b, v.odd.b));
   const auto cb = hn::MulAdd(b, m.cbB, hn::NegMulAdd(g, m.cbG, hn::NegMulAdd(r, m.cbR, m.cbAdd)));
   const auto cr = hn::MulAdd(r, m.crR, hn::NegMulAdd(g, m.crG, hn::NegMulAdd(b, m.crB, m.crAdd)));
-  return {Low(rounder->Round(QuickLuma(m, v.even), m.low, m.highLuma), 0x3FF),
-          Low(rounder->Round(cb, m.low, m.highChroma), 0x3FF),
-          Low(rounder->Round(cr, m.low, m.highChroma), 0x3FF),
-          Low(rounder->Round(QuickLuma(m, v.odd), m.low, m.highLuma), 0x3FF)};
+  YuvRounder<kTo> rounder;
+  const auto luma = rounder.Round(QuickLuma(m, v.even), QuickLuma(m, v.odd));
+  const auto chroma = rounder.Round(cb, cr);
+  if (HWY_UNLIKELY(rounder.InDoubt())) return false;
+  StoreYuv<kTo>(hn::Min(hn::Max(luma, m.low), m.highLuma),
+                hn::Min(hn::Max(chroma, m.low), m.highChroma), t);
+  return true;
 }
 
 // ---- Lines
 
-template <PairOrder kTo>
-HWY_INLINE void StoreYuv(const Yuv32& v, uint8_t* t) {
-  if constexpr (kTo == PairOrder::kWide) {
-    StoreWords(hn::Or(v.cb, hn::ShiftLeft<16>(v.cr)), t);
-    StoreWords(hn::Or(v.y0, hn::ShiftLeft<16>(v.y1)), t + kLumaPlane);
-  } else {
-    const auto luma = hn::Or(v.y0, hn::ShiftLeft<16>(v.y1));
-    const auto chroma = hn::Or(v.cb, hn::ShiftLeft<16>(v.cr));
-    constexpr bool kLumaFirst = kTo == PairOrder::kYuyv;
-    StoreWords(kLumaFirst ? hn::Or(luma, hn::ShiftLeft<8>(chroma))
-                          : hn::Or(chroma, hn::ShiftLeft<8>(luma)),
-               t);
-  }
-}
-
 template <RgbInput kFrom, PairOrder kTo, bool kQuick>
 void RgbToYuv(const StepParams& p, LineState* state, const uint8_t* in, uint8_t* out, size_t n) {
   constexpr size_t kInBytes = kFrom == RgbInput::kWidePlanes ? 4 : 8;  // of a pair
-  constexpr float kDoubt = kTo == PairOrder::kWide ? kDoubt10 : kDoubt8;
   const ExactMatrix exact(p);
-  const QuickMatrix quick(p);
+  const QuickMatrix quick(p, YuvRounder<kTo>::kBias);
   LeftPixels left(*state);
   const auto convert = [&](const uint8_t* s, uint8_t* t) HWY_ATTR {
     Pixels v;
     LoadPixels<kFrom>(s, &v.even, &v.odd);
     v.left = left.Next(v.even, v.odd);
-    Rounder rounder;
-    Yuv32 result;
-    if constexpr (kQuick) result = QuickYuv(quick, v, &rounder);
-    if (!kQuick || HWY_UNLIKELY(rounder.InDoubt(kDoubt))) result = ExactYuv(exact, p, v);
-    StoreYuv<kTo>(result, t);
+    if constexpr (kQuick) {
+      if (HWY_LIKELY(QuickYuv<kTo>(quick, v, t))) return;
+    }
+    StoreExact<kTo>(ExactYuv(exact, p, v), t);
   };
   const size_t pairs = n / 2;
   const size_t step = hn::Lanes(D32());
@@ -255,7 +269,7 @@ void RgbToYuv(const StepParams& p, LineState* state, const uint8_t* in, uint8_t*
     size_t i = 0;
     for (; i + step <= pairs; i += step) convert(in + i * kInBytes, out + i * 4);
     if (i < pairs) {
-      alignas(64) uint8_t from[kBlockBytes] = {};
+      alignas(64) uint8_t from[kScratchBytes] = {};
       const uint8_t* s = in + i * kInBytes;
       if constexpr (kFrom != RgbInput::kWidePlanes) {
         std::memcpy(from, s, (pairs - i) * kInBytes);

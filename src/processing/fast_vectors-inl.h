@@ -27,7 +27,9 @@ using V8 = hn::Vec<D8>;
 using V16 = hn::Vec<D16>;
 using V32 = hn::Vec<D32>;
 
-constexpr size_t kScratchBytes = 2048;
+// Room for what is left of a line: less than two steps of four vectors each, and what is touched
+// behind. It is cleared for every line, so no more than that.
+constexpr size_t kScratchBytes = 768;
 
 // Calls `body(in, out)` for every `step` of `n` units (pixels or groups) of kIn and kOut bytes.
 // A body may touch kSlack units behind its own, so the last ones go through memory of our own.

@@ -5,14 +5,16 @@
 // of two (the mean of two pixels, the scale between 8 and 10 bits) are moved into the
 // coefficients; that changes no rounding. No fused operation stands there.
 //
-// The quick form works in floats, in any order and with fused operations, and is off from the
-// formula by less than kDoubt8 (kDoubt10 for results of 10 bits). A result that lies nearer than
-// that to the middle between two whole numbers may be rounded to the wrong one, so a vector with
-// any such lane is done again in the exact form; that is one in twenty or fewer. The error for 8
-// bits: up to four roundings of numbers below 1024 (3.1e-5 each) and as many coefficients that are
-// off by 2^-25 of products below 300 (9e-6 each) make 1.6e-4, where 1/4096 is 2.4e-4. Results of 10
-// bits are four times as large, and so is their doubt. Coefficients outside of these sizes take
-// the exact form (fast_chain.cpp).
+// The quick form works in floats, in any order and with fused operations. Its results carry a bias
+// that keeps them, and every sum on the way to them, between two neighbouring powers of two
+// (1024 and 2048 for results of 8 bits, 4096 and 8192 for 10): such a float is a fixed-point number
+// with 13 (11) bits behind the point, and rounding, clip and doubt cost a few operations on whole
+// numbers. The error, in steps of the last of these bits: half a step each for the bias and for up
+// to three sums; a quarter of a step or little more each for the coefficients of a row, which are
+// off by 2^-24 of their products' sum, and, without fused operations, for the rounding of these
+// products. That is below 3, so a result within two steps of a whole number may stand on its wrong
+// side; a vector with any such lane is done again in the exact form. That is one in four or fewer.
+// Coefficients whose sums could leave these sizes take the exact form (fast_chain.cpp).
 #if defined(MORVANE_FAST_YUV_INL_H_) == defined(HWY_TARGET_TOGGLE)
 #ifdef MORVANE_FAST_YUV_INL_H_
 #undef MORVANE_FAST_YUV_INL_H_
@@ -31,9 +33,6 @@ using DF64 = hn::ScalableTag<double>;
 using VF64 = hn::Vec<DF64>;
 using VF32 = hn::Vec<DF32>;
 using HalfI32 = hn::Half<DI32>;
-
-constexpr float kDoubt8 = 1.0f / 4096;
-constexpr float kDoubt10 = 1.0f / 1024;
 
 // The numbers of a vector of 32-bit lanes in two vectors of doubles.
 struct Doubles {
@@ -63,26 +62,42 @@ HWY_INLINE VF32 FloatOf(double x) {
   return hn::Set(DF32(), static_cast<float>(x));
 }
 
-// Rounds floats to whole numbers and keeps in mind how far the worst one was off.
-class Rounder {
+// Rounds the quick form's results, which must carry kBias (the 0.5 of the formulas is in it), and
+// keeps in mind how near the nearest one came to a whole number.
+template <int kResultBits>
+class FixedRounder {
  public:
-  HWY_INLINE Rounder() : off_(hn::Zero(DF32())) {}
-  // Clips to low..high and rounds. Returns: the number in the low 23 bits, 0x4B in the top byte.
-  HWY_INLINE V32 Round(VF32 x, VF32 low, VF32 high) {
-    const auto magic = hn::Set(DF32(), 8388608.0f);  // 2^23: no bits below 1
-    x = hn::Min(hn::Max(x, low), high);
-    const auto sum = hn::Add(x, magic);
-    off_ = hn::Max(off_, hn::Abs(hn::Sub(x, hn::Sub(sum, magic))));
-    return hn::BitCast(D32(), sum);
+  static constexpr int kFractionBits = 21 - kResultBits;
+  static constexpr int32_t kRoomBelow = 352 << (kResultBits - 8);  // for results below zero
+  // Two steps above the truth, so that what is in doubt has the fractions 0 to 4.
+  static constexpr double kStep = 1.0 / (1 << kFractionBits);
+  static constexpr double kBias = (1 << (23 - kFractionBits)) + kRoomBelow + 0.5 + 2 * kStep;
+
+  HWY_INLINE FixedRounder() : nearest_(hn::Set(D32(), kFractionMask)) {}
+  // Returns: whole numbers of `even` and `odd` in turn in lanes of 16 bits; below zero they are 0.
+  HWY_INLINE V16 Round(VF32 even, VF32 odd) {
+    const D16 d;
+    const auto evenBits = hn::BitCast(D32(), even), oddBits = hn::BitCast(D32(), odd);
+    nearest_ =
+        hn::Min(nearest_, hn::Min(Low(evenBits, kFractionMask), Low(oddBits, kFractionMask)));
+    const auto whole = hn::OddEven(hn::BitCast(d, hn::ShiftLeft<16 - kFractionBits>(oddBits)),
+                                   hn::BitCast(d, hn::ShiftRight<kFractionBits>(evenBits)));
+    // The lowest bits of the exponent stand above the number.
+    constexpr int kExponent = (127 + 23 - kFractionBits) << (23 - kFractionBits) & 0xFFFF;
+    return hn::SaturatedSub(whole, hn::Set(d, static_cast<uint16_t>(kExponent + kRoomBelow)));
   }
-  // True if a result lay within `doubt` of the middle between two numbers.
-  HWY_INLINE bool InDoubt(float doubt) const {
-    return !hn::AllFalse(DF32(), hn::Gt(off_, hn::Set(DF32(), 0.5f - doubt)));
+  [[nodiscard]] HWY_INLINE bool InDoubt() const {
+    return !hn::AllTrue(DI32(), hn::Gt(hn::BitCast(DI32(), nearest_), hn::Set(DI32(), 4)));
   }
 
  private:
-  VF32 off_;
+  static constexpr uint32_t kFractionMask = (1u << kFractionBits) - 1;
+  V32 nearest_;
 };
+
+HWY_INLINE V16 Set16(int32_t x) {
+  return hn::Set(D16(), static_cast<uint16_t>(x));
+}
 
 #endif
 }  // namespace HWY_NAMESPACE

@@ -127,14 +127,15 @@ HWY_INLINE V32 ExactPixels(const ExactMatrix<kOwnRed>& m, V32 y, V32 cb, V32 cr)
 
 // ---- Quick
 
+// Coefficients as floats. `bias` is added to each result before it is rounded.
 template <bool kOwnRed>
 struct QuickMatrix {
   VF32 yGain, yAdd, yAddRed, cOff, crToR, cbToB, crToG, cbToG;
 
-  HWY_INLINE QuickMatrix(const StepParams& p, double cScale) {
+  HWY_INLINE QuickMatrix(const StepParams& p, double cScale, double bias) {
     yGain = FloatOf(p.k[kYGain]);
-    yAdd = FloatOf(-p.k[kYOff] * p.k[kYGain]);
-    yAddRed = FloatOf(-p.k[kYOffRed] * p.k[kYGain]);
+    yAdd = FloatOf(bias - p.k[kYOff] * p.k[kYGain]);
+    yAddRed = FloatOf(bias - p.k[kYOffRed] * p.k[kYGain]);
     cOff = FloatOf(p.k[kCOff] * cScale);
     crToR = FloatOf(p.k[kCrToR] / cScale);
     cbToB = FloatOf(p.k[kCbToB] / cScale);
@@ -143,21 +144,49 @@ struct QuickMatrix {
   }
 };
 
-template <bool kWords, bool kEight, bool kOwnRed>
-HWY_INLINE V32 QuickPixels(const QuickMatrix<kOwnRed>& m, V32 y, V32 cb, V32 cr, Rounder* rounder) {
+struct RgbFloats {
+  VF32 r, g, b;
+};
+
+template <bool kOwnRed>
+HWY_INLINE RgbFloats QuickRgb(const QuickMatrix<kOwnRed>& m, V32 y, V32 cb, V32 cr) {
   const auto fy = ToFloats(y);
   const auto u = hn::Sub(ToFloats(cb), m.cOff);
   const auto v = hn::Sub(ToFloats(cr), m.cOff);
   const auto luma = hn::MulAdd(fy, m.yGain, m.yAdd);
   const auto redLuma = kOwnRed ? hn::MulAdd(fy, m.yGain, m.yAddRed) : luma;
-  const auto low = hn::Zero(DF32());
-  const auto high = FloatOf(kTopNumber<kWords, kEight>);
-  const auto r = rounder->Round(hn::MulAdd(v, m.crToR, redLuma), low, high);
-  const auto g = rounder->Round(hn::MulAdd(v, m.crToG, hn::MulAdd(u, m.cbToG, luma)), low, high);
-  const auto b = rounder->Round(hn::MulAdd(u, m.cbToB, luma), low, high);
-  // The shifts push the top byte out by themselves.
-  if constexpr (!kWords) return JoinBgra({r, g, Low(b, 0xFF)});
-  return JoinPixels<kWords, kEight>({Low(r, 0x3FF), Low(g, 0x3FF), Low(b, 0x3FF)});
+  return {hn::MulAdd(v, m.crToR, redLuma), hn::MulAdd(v, m.crToG, hn::MulAdd(u, m.cbToG, luma)),
+          hn::MulAdd(u, m.cbToB, luma)};
+}
+
+template <bool kWords, bool kEight>
+using RgbRounder = FixedRounder<kWords && !kEight ? 10 : 8>;
+
+// A vector of pairs to bgrA or high words. Returns: false if a lane is in doubt.
+template <bool kWords, bool kEight, bool kOwnRed>
+HWY_INLINE bool QuickPixels(const QuickMatrix<kOwnRed>& even, const QuickMatrix<kOwnRed>& odd,
+                            const Pairs& v, uint8_t* t) {
+  const RgbFloats left = QuickRgb(even, v.y0, v.cb, v.cr);
+  const RgbFloats right = QuickRgb(odd, v.y1, v.cbSum, v.crSum);
+  RgbRounder<kWords, kEight> rounder;
+  const V16 top = Set16(kTopNumber<kWords, kEight>);
+  V16 r = hn::Min(rounder.Round(left.r, right.r), top);
+  V16 g = hn::Min(rounder.Round(left.g, right.g), top);
+  V16 b = hn::Min(rounder.Round(left.b, right.b), top);
+  if (HWY_UNLIKELY(rounder.InDoubt())) return false;
+  auto* const pixels = reinterpret_cast<uint16_t*>(t);
+  if constexpr (!kWords) {
+    hn::StoreInterleaved2(hn::Or(b, hn::ShiftLeft<8>(g)), r, D16(), pixels);
+  } else {
+    if constexpr (kEight) {
+      r = hn::Min(hn::ShiftLeft<2>(r), Set16(1023));
+      g = hn::Min(hn::ShiftLeft<2>(g), Set16(1023));
+      b = hn::Min(hn::ShiftLeft<2>(b), Set16(1023));
+    }
+    hn::StoreInterleaved2(hn::Or(hn::ShiftLeft<12>(g), hn::ShiftLeft<2>(b)),
+                          hn::Or(hn::ShiftLeft<6>(r), hn::ShiftRight<4>(g)), D16(), pixels);
+  }
+  return true;
 }
 
 // ---- Lines
@@ -166,22 +195,17 @@ template <PairOrder kFrom, bool kWords, bool kOwnRed, bool kQuick>
 void YuvToRgb(const StepParams& p, LineState* state, const uint8_t* in, uint8_t* out, size_t n) {
   const D32 d;
   constexpr bool kEight = kFrom != PairOrder::kWide;
-  constexpr float kDoubt = kWords && !kEight ? kDoubt10 : kDoubt8;
+  constexpr double kBias = RgbRounder<kWords, kEight>::kBias;
   const ExactMatrix<kOwnRed> exactEven(p, 1.0), exactOdd(p, 2.0);
-  const QuickMatrix<kOwnRed> even(p, 1.0), odd(p, 2.0);
+  const QuickMatrix<kOwnRed> even(p, 1.0, kBias), odd(p, 2.0, kBias);
   const size_t step = hn::Lanes(d);
   const auto convert = [&](const uint8_t* s, uint8_t* t) HWY_ATTR {
     const Pairs v = LoadPairs<kFrom>(s);
-    Rounder rounder;
-    V32 left, right;
     if constexpr (kQuick) {
-      left = QuickPixels<kWords, kEight>(even, v.y0, v.cb, v.cr, &rounder);
-      right = QuickPixels<kWords, kEight>(odd, v.y1, v.cbSum, v.crSum, &rounder);
+      if (HWY_LIKELY((QuickPixels<kWords, kEight>(even, odd, v, t)))) return;
     }
-    if (!kQuick || HWY_UNLIKELY(rounder.InDoubt(kDoubt))) {
-      left = ExactPixels<kWords, kEight>(exactEven, v.y0, v.cb, v.cr);
-      right = ExactPixels<kWords, kEight>(exactOdd, v.y1, v.cbSum, v.crSum);
-    }
+    const V32 left = ExactPixels<kWords, kEight>(exactEven, v.y0, v.cb, v.cr);
+    const V32 right = ExactPixels<kWords, kEight>(exactOdd, v.y1, v.cbSum, v.crSum);
     hn::StoreInterleaved2(left, right, d, reinterpret_cast<uint32_t*>(t));
   };
   const size_t pairs = n / 2;

@@ -1,5 +1,7 @@
 #include "processing/preview_frame.h"
 
+#include <iterator>
+
 namespace morvane {
 namespace {
 
@@ -14,7 +16,16 @@ constexpr struct {
 };
 // clang-format on
 
+constexpr float kDisplaySizePercent[] = {0, 25, 50, 75, 100, 200, 400, 800};
+static_assert(std::size(kDisplaySizePercent) == kFreeDisplaySize);
+
 }  // namespace
+
+void ApplyDisplaySize(uint32_t index, PreviewView* view) {
+  if (index >= std::size(kDisplaySizePercent)) return;
+  view->widthPercent = view->heightPercent = kDisplaySizePercent[index];
+  if (index == 0) view->originX = view->originY = 0;
+}
 
 NXVideoFrame MakeIdleFrame(const PreviewSource& source) {
   NXVideoFrame frame;

@@ -7,8 +7,23 @@
 
 namespace morvane {
 
+// Display sizes by index: 0 fits the window, 1 to 7 are 25 to 800 percent, 8 is free.
+inline constexpr uint32_t kFreeDisplaySize = 8;
+
+// Where and how large a preview shows its pictures.
+struct PreviewView {
+  int32_t originX = 0;  // pixels
+  int32_t originY = 0;
+  float widthPercent = 100.0f;  // 0 means fit
+  float heightPercent = 100.0f;
+};
+
+// Applies a display size: its percent in both directions; fitted pictures lose their origin too.
+// Index 8, and any that does not exist, leaves the view as it is.
+void ApplyDisplaySize(uint32_t index, PreviewView* view);
+
 // What a job knows of the frame it wants to show.
-struct PreviewSource {
+struct PreviewSource : PreviewView {
   const uint8_t* picture = nullptr;  // first byte of the picture, offsets added
   int32_t width = 0;
   int32_t height = 0;
@@ -17,10 +32,6 @@ struct PreviewSource {
   bool bottomUp = false;
   int32_t aspectX = 1;  // the session's pair for the video format
   int32_t aspectY = 1;
-  int32_t originX = 0;  // pixels
-  int32_t originY = 0;
-  float widthPercent = 100.0f;  // 0 means fit
-  float heightPercent = 100.0f;
   NXFrameFields fields;                     // passed on as they are
   const NxColorTables* tables8 = nullptr;   // for all formats but
   const NxColorTables* tables10 = nullptr;  // these: "v219" and "V219"

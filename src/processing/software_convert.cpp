@@ -5,6 +5,7 @@
 #include <memory>
 #include <new>
 
+#include "base/byte_order.h"
 #include "base/fourcc.h"
 #include "processing/color_context.h"
 #include "processing/convert.h"
@@ -89,7 +90,13 @@ void FullRangeBgraRow(uint8_t* destination, const uint8_t* source, int32_t width
 }
 
 void SwapWordsRow(uint8_t* destination, const uint8_t* source, int32_t width) {
-  for (int32_t x = 0; x < width; ++x, destination += 2, source += 2) {
+  constexpr uint64_t kLowBytes = 0x00FF00FF00FF00FF;
+  int32_t x = 0;
+  for (; x + 4 <= width; x += 4, destination += 8, source += 8) {
+    const uint64_t words = LoadLe64(source);
+    StoreLe64(destination, (words & kLowBytes) << 8 | (words >> 8 & kLowBytes));
+  }
+  for (; x < width; ++x, destination += 2, source += 2) {
     const uint8_t first = source[0];
     destination[0] = source[1];
     destination[1] = first;

@@ -202,6 +202,9 @@ class CRQD5Card2 : public CRQD5Card {
   uint32_t GetTimecodeInputKind();  // 0 RS422 (and none), 1 RP188, 2 external LTC
   void GetRaster(uint32_t* width, uint32_t* height) const;       // of a clip's picture
   void GetFrameRaster(uint32_t* width, uint32_t* height) const;  // of the card's frame
+  // Shape of a pixel: x / y times as wide as high. Only those of 720 by 576, 486 and 480 lines are
+  // not square.
+  void GetPixelAspect(int32_t* x, int32_t* y) const;
   // Frames a second of a clip: scale / duration, such as 30000 / 1001.
   void GetRate(uint32_t* scale, uint32_t* duration) const;
   // Frames a second of the card's output; differs from GetRate() under a cadence.
@@ -266,7 +269,9 @@ class CRQD5Card2 : public CRQD5Card {
   // Whole frames by DMA, as they lie in the card.
   bool DmaWriteFrame(uint32_t frame, const void* buffer, uint32_t bytes);
   bool DmaReadFrame(uint32_t frame, void* buffer, uint32_t bytes);
-  // Shows pattern `index` on the session's channel; "Test Pattern Not Found" beyond the list.
+  // Shows pattern `index` on the session's channel, drawn in the channel's layout with the card's
+  // ancillary lines by a pattern object of its own; "Test Pattern Not Found" beyond the list.
+  // Returns: false also, with its text, for a combination that has no drawing.
   bool SetTestPattern(uint32_t index);
 
   // --- Persistence -------------------------------------------------------------------------------
@@ -315,7 +320,7 @@ class CRQD5Card2 : public CRQD5Card {
   bool RebuildRouting();
   bool ApplyLink(uint32_t itemId);
   bool ShowStillIn(uint32_t frame, const SessionPicture& picture);
-  bool ShowPattern(uint32_t index, uint32_t frame);
+  bool ShowBars(uint32_t frame);
   uint32_t AnalogBlackSetup(uint32_t itemId);
 
   uint32_t identity_ = 0;        // the board itself

@@ -152,6 +152,19 @@ void CRQD5Card2::GetFrameRaster(uint32_t* width, uint32_t* height) const {
   *height = formatDesc_.height;
 }
 
+void CRQD5Card2::GetPixelAspect(int32_t* x, int32_t* y) const {
+  *x = *y = 1;
+  if (formatDesc_.displayWidth != 720) return;
+  const bool wide = formatDesc_.wide != 0;
+  if (formatDesc_.displayHeight == 576) {
+    *x = wide ? 16 : 12;
+    *y = 11;
+  } else {
+    *x = wide ? 40 : 10;
+    *y = wide ? 33 : 11;
+  }
+}
+
 void CRQD5Card2::GetRate(uint32_t* scale, uint32_t* duration) const {
   *scale = static_cast<uint32_t>(formatDesc_.frameScale);
   *duration = static_cast<uint32_t>(formatDesc_.frameDuration);

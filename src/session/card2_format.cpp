@@ -199,7 +199,7 @@ bool CRQD5Card2::SetupForOutput(bool withTestPattern, uint32_t frame) {
   good &= SetOutputOffset(outputOffset_);
   good &= WriteField(RegisterField::FrameOrientation, 0, ChannelIndex(channel_));
   WriteFrontPanel();
-  if (withTestPattern) good &= ShowPattern(0, frame);
+  if (withTestPattern) good &= ShowBars(frame);
   return good;
 }
 

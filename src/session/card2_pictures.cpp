@@ -7,6 +7,7 @@
 #include "device/boards.h"
 #include "device/formats.h"
 #include "device/pattern_drawing.h"
+#include "device/test_pattern.h"
 #include "processing/convert.h"
 #include "session/card2.h"
 #include "session/catalogue_table.h"
@@ -61,6 +62,7 @@ FourCCCode FourCCOfFrameBuffer(uint32_t frameBufferFormat) {
 
 constexpr uint32_t kMixerFullScale = 65536;
 constexpr uint32_t kNextStillFrame = 0xFFFFFFFF;
+constexpr uint32_t kDefaultPattern = 0;  // full bars
 
 }  // namespace
 
@@ -126,13 +128,26 @@ bool CRQD5Card2::ShowStillIn(uint32_t frame, const SessionPicture& picture) {
 }
 
 bool CRQD5Card2::SetTestPattern(uint32_t index) {
-  return ShowPattern(index, kNextStillFrame);
+  if (!RequireOpen()) return false;
+  if (index >= kTestPatterns) return Fail("Test Pattern Not Found");
+  uint32_t format = 0;
+  if (!GetFrameBufferFormat(channel_, &format)) return false;
+  CRQD5TestPattern pattern;
+  if (!pattern.Open(BoardNumber(), false, BoardType(), nullptr)) {
+    return Fail("Could Not Open Board");
+  }
+  pattern.SetChannel(channel_);
+  pattern.SetFrameBufferFormat(format);
+  PatternRaster raster;
+  if (!pattern.ReadRaster(&raster)) return false;
+  if (const char* refusal = PatternRefusal(index, raster)) return Fail(refusal);
+  bool good = WriteField(RegisterField::FrameOrientation, 0, ChannelIndex(channel_));
+  good &= SetChannelMode(channel_, 0, keepTiming_);
+  return good && pattern.DownloadTestPattern(index);
 }
 
 // Draws in the layout that the channel has.
-bool CRQD5Card2::ShowPattern(uint32_t index, uint32_t frame) {
-  if (!RequireOpen()) return false;
-  if (index >= kTestPatterns) return Fail("Test Pattern Not Found");
+bool CRQD5Card2::ShowBars(uint32_t frame) {
   const VideoFormatRow* row = FindVideoFormat(formatDesc_.videoFormat);
   uint32_t format = 0;
   if (row == nullptr || !GetFrameBufferFormat(channel_, &format)) return false;
@@ -141,7 +156,7 @@ bool CRQD5Card2::ShowPattern(uint32_t index, uint32_t frame) {
   raster.frameBufferFormat = format;
   raster.wide2K = row->geometry == Geometry2048x1080;
   std::vector<uint8_t> pixels(PatternDescriptor(raster).FrameBytes());
-  if (const char* refusal = DrawTestPattern(index, raster, pixels)) return Fail(refusal);
+  if (const char* refusal = DrawTestPattern(kDefaultPattern, raster, pixels)) return Fail(refusal);
   SetDualLink(0);
   SessionPicture picture;
   picture.data = pixels.data();

@@ -45,7 +45,13 @@ void CardGroup::AdvanceTo(int64_t nowNs) {
     for (const SimulatedCard* card : cards) {
       if (card->Moves()) at = std::min(at, card->nextBoundaryNs_);
     }
-    if (at > nowNs) break;
+    int64_t deck = kNever;
+    for (const SimulatedCard* card : cards) deck = std::min(deck, card->NextDeckNs());
+    if (std::min(at, deck) > nowNs) break;
+    if (deck < at) {
+      for (SimulatedCard* card : cards) card->SkipTo(deck);
+      continue;
+    }
     for (SimulatedCard* card : cards) {
       if (card->nextBoundaryNs_ < at) card->SkipTo(at - 1);
     }
@@ -84,6 +90,8 @@ int64_t SimulatedCard::AdvanceForWait(uint32_t type, int64_t latestNs) {
     due = nextBoundaryNs_;
   } else if (type == InterruptUartTransmit) {
     due = uart_.TransmitEmptyNs();
+  } else if (type == InterruptUartReceive) {
+    due = uart_.NextEventNs();
   }
   return due == kNever ? kNever : clock_->ProcessNs(due);
 }
@@ -108,18 +116,20 @@ void SimulatedCard::SkipTo(int64_t nowNs) {
     if (InputPresent(FindConnector("input1"))) Raise(InterruptInput1, passed);
     if (InputPresent(FindConnector("input2"))) Raise(InterruptInput2, passed);
   }
-  if (uart_.AdvanceTo(nowNs_)) Raise(InterruptUartTransmit, 1);
+  AdvanceLine();
+  AdvanceDeck();
 }
 
 void SimulatedCard::PassOutputs(int64_t atNs) {
-  if (uart_.AdvanceTo(atNs)) Raise(InterruptUartTransmit, 1);
   nowNs_ = atNs;
+  AdvanceLine();
   ++boundary_;
   UpdateNextBoundary();
   DrainSound(atNs);
   for (auto& [channel, ring] : rings_) {
     if (!ring.input) StepOutput(&ring);
   }
+  AdvanceDeck();
   Raise(InterruptOutput, 1);
 }
 
@@ -158,7 +168,11 @@ void SimulatedCard::Show(AutoCirculateRing* ring) {
   const bool shown = ring->active != kACNoFrame;
   const bool fresh = !ring->waiting.empty() && !RunFaultDrops(*ring);
   if (fresh) {
-    if (shown) ring->Slot(ring->active).state = RingSlot::State::kFree;
+    if (shown) {
+      RingSlot& last = ring->Slot(ring->active);
+      last.state = RingSlot::State::kFree;
+      last.stamp.audioOutStop = AudioPosition();
+    }
     ring->active = ring->waiting.front();
     ring->waiting.pop_front();
     ++ring->processed;
@@ -250,6 +264,14 @@ LoopedFrame SimulatedCard::OutputNow(uint32_t number) {
   if (found != rings_.end() && found->second.active != kACNoFrame &&
       found->second.state == ACStateRunning) {
     RingSlot& slot = found->second.Slot(found->second.active);
+    if (!slot.picture && Stride() > 0) {  // transferred before anybody wanted it
+      const size_t stride = Stride();
+      const size_t at = found->second.active * stride;
+      if (at + stride <= memory_.Bytes()) {
+        slot.picture = PictureOfFrame(slot.layout, memory_.Data() + at,
+                                      std::min<size_t>(slot.pictureBytes, stride), slot.flip != 0);
+      }
+    }
     const RQD5Rp188& words = slot.stamp.rp188;
     return {slot.picture, {words.flags, words.low, words.high}};
   }
@@ -372,6 +394,17 @@ void SimulatedCard::BeginInput(AutoCirculateRing* ring) {
     const LoopedFrame looped = cable.from->OutputNow(cable.output);
     frame.frame = std::make_shared<CableFrame>(looped.picture, std::vector<int32_t>());
     frame.timecode = looped.timecode;
+    return;
+  }
+  if (connector->IsTape()) {
+    if (!deck_) return;
+    TapeMachine::Signal signal = deck_->Output(rate, nowNs_);
+    frame.frame = std::move(signal.frame);
+    frame.timecode = signal.timecode;
+    if (signal.soundFrames > 0) {  // cut by the tape's own pictures
+      frame.soundPosition = signal.soundPosition;
+      frame.soundFrames = signal.soundFrames;
+    }
     return;
   }
   const int64_t number = connector->FrameNumber(boundary_);

@@ -86,6 +86,7 @@ void SimulatedCard::FirstFrameShown() {
 }
 
 bool SimulatedCard::SoundIsWanted() const {
+  if (deck_ && deck_->RecordsOrWill()) return true;
   return std::any_of(outputs_.begin(), outputs_.end(), [](const Output& output) {
     return (output.recorder && output.recording) || !output.loops.empty();
   });
@@ -104,6 +105,7 @@ void SimulatedCard::DrainSound(int64_t nowNs) {
     const uint64_t byte = (static_cast<uint64_t>(from) * channels + i) * 4 % ring;
     samples[i] = static_cast<int32_t>(LoadLe32(audioRing_.data() + byte));
   }
+  if (deck_) deck_->PushSound(samples, channels, AudioRate(RQD5Channel1));
   for (Output& output : outputs_) {
     if (output.recorder && output.recording) {
       output.sound.insert(output.sound.end(), samples.begin(), samples.end());

@@ -129,6 +129,12 @@ void SimulatedCard::FillStamp(const AutoCirculateRing& ring, RQD5FrameStamp* sta
   stamp->frameNumber = ring.active;
   stamp->framesProcessed = ring.processed;
   stamp->audioClock = AudioClock(nowNs_);
+}
+
+// What a stamp tells of the moment in which it is handed out.
+void SimulatedCard::FillMoment(const AutoCirculateRing& ring, RQD5FrameStamp* stamp) const {
+  stamp->line = OutputLine();
+  stamp->now = Ticks(nowNs_);
   stamp->framesDropped = ring.dropped;
   stamp->bufferLevel = static_cast<uint32_t>(ring.waiting.size());
 }
@@ -169,10 +175,7 @@ bool SimulatedCard::Stamp(uint32_t channelSpec, uint32_t frame, RQD5FrameStamp* 
   *stamp = ring->Slot(frame).stamp;
   stamp->channelSpec = channelSpec;
   stamp->frameNumber = frame;
-  stamp->now = Ticks(nowNs_);
-  stamp->line = LineNow(~0ULL);
-  stamp->framesDropped = ring->dropped;
-  stamp->bufferLevel = static_cast<uint32_t>(ring->waiting.size());
+  FillMoment(*ring, stamp);
   return true;
 }
 
@@ -187,8 +190,7 @@ void SimulatedCard::FillTransferStatus(AutoCirculateRing* ring, int32_t frame,
   status->framesDropped = ring->dropped;
   if (frame < 0) return;
   status->stamp = ring->Slot(static_cast<uint32_t>(frame)).stamp;
-  status->stamp.now = Ticks(nowNs_);
-  status->stamp.line = LineNow(~0ULL);
+  FillMoment(*ring, &status->stamp);
   status->audioBytes = status->stamp.audioBytes;
   status->audioStartChannel = status->stamp.audioStartChannel;
 }

@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <limits>
 
 #include "simulator/simulated_card.h"
 
@@ -63,11 +64,15 @@ FrameLayout SimulatedCard::LayoutOf(uint32_t frameBufferFormat) const {
   return layout;
 }
 
-// The larger of the first two channels' frames decides, so that neither overlaps.
+// The largest frame of the board's channels decides, so that none overlaps.
 uint32_t SimulatedCard::FrameCountNow() const {
   const uint32_t geometry = Geometry();
-  return std::min(FrameCount(description_.identity, geometry, ChannelFormat(RQD5Channel1)),
-                  FrameCount(description_.identity, geometry, ChannelFormat(RQD5Channel2)));
+  uint32_t count = std::numeric_limits<uint32_t>::max();
+  for (const uint32_t channel : {RQD5Channel1, RQD5Channel2, RQD5Channel9, RQD5Channel10}) {
+    if (!ValidChannel(channel)) continue;
+    count = std::min(count, FrameCount(description_.identity, geometry, ChannelFormat(channel)));
+  }
+  return count;
 }
 
 size_t SimulatedCard::Stride() const {

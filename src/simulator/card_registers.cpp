@@ -10,6 +10,10 @@ namespace {
 
 constexpr uint32_t kHardwareRegisters = 4096;
 constexpr uint32_t kDriverRegisters = 10000;
+// The first of them, which the software uses, have room always. Of the rest so many are kept, as
+// whoever writes new numbers for ever should not get memory for ever.
+constexpr uint32_t kKeptDriverRegisters = 1024;
+constexpr size_t kOtherDriverRegisters = 65536;
 
 constexpr uint32_t kFlashReadCommand = 11;
 constexpr uint32_t kFlashBusy = 1u << 8;
@@ -92,7 +96,9 @@ bool SimulatedCard::WriteRegister(uint32_t number, uint32_t value, uint32_t mask
   Advance();
   const uint32_t before = Raw(number);
   const uint32_t shifted = shift < 32 ? value << shift : 0;
-  if (Store(number, (before & ~mask) | (shifted & mask))) Written(number, before, mask);
+  const uint32_t after = (before & ~mask) | (shifted & mask);
+  if (!HasRoomFor(number, after)) return false;
+  if (Store(number, after)) Written(number, before, mask);
   return true;
 }
 
@@ -102,7 +108,12 @@ uint32_t SimulatedCard::Raw(uint32_t number) const {
   return found == driverRegisters_.end() ? 0 : found->second;
 }
 
-// Returns: false for words that ignore writes.
+bool SimulatedCard::HasRoomFor(uint32_t number, uint32_t value) const {
+  if (number < kDriverRegisters + kKeptDriverRegisters || value == 0) return true;
+  return driverRegisters_.size() < kOtherDriverRegisters || driverRegisters_.count(number) != 0;
+}
+
+// Returns: false for words that ignore writes, and without room.
 bool SimulatedCard::Store(uint32_t number, uint32_t value) {
   switch (number) {
     case 18:
@@ -119,10 +130,13 @@ bool SimulatedCard::Store(uint32_t number, uint32_t value) {
     default:
       break;
   }
+  if (!HasRoomFor(number, value)) return false;
   if (number < kHardwareRegisters) {
     registers_[number] = value;
-  } else {
+  } else if (value != 0) {
     driverRegisters_[number] = value;
+  } else {
+    driverRegisters_.erase(number);  // a word that nobody wrote is 0
   }
   return true;
 }
@@ -210,17 +224,20 @@ uint32_t SimulatedCard::Animated(uint64_t reader, uint32_t number) {
   }
 }
 
+// The line that the output shows now, from 1.
+uint32_t SimulatedCard::OutputLine() const {
+  if (!timing_.Runs()) return 1;
+  __extension__ using Wide = __int128;
+  const Wide elapsed = static_cast<Wide>(nowNs_ - timing_.startNs) * timing_.scale;
+  const Wide frame = static_cast<Wide>(timing_.duration) * 1000000000;
+  return static_cast<uint32_t>(elapsed % frame * TotalLines(Standard()) / frame) + 1;
+}
+
+// Each value is given twice, so that a loop that waits for two equal reads ends.
 uint32_t SimulatedCard::LineNow(uint64_t reader) {
   LineSample& sample = lineSamples_[reader];
   sample.repeat = !sample.repeat;
-  if (!sample.repeat) return sample.line;
-  sample.line = 1;
-  if (timing_.Runs()) {
-    __extension__ using Wide = __int128;
-    const Wide elapsed = static_cast<Wide>(nowNs_ - timing_.startNs) * timing_.scale;
-    const Wide frame = static_cast<Wide>(timing_.duration) * 1000000000;
-    sample.line = static_cast<uint32_t>(elapsed % frame * TotalLines(Standard()) / frame) + 1;
-  }
+  if (sample.repeat) sample.line = OutputLine();
   return sample.line;
 }
 
@@ -268,6 +285,7 @@ void SimulatedCard::Retime() {
   (void)FrameRatePair((word & 7) | (word >> 19 & 8), &timing_.scale, &timing_.duration);
   boundary_ = 0;
   UpdateNextBoundary();
+  if (deck_) deck_->Retime(timing_, nowNs_);
 }
 
 void SimulatedCard::DownloadBitfile(uint32_t) {

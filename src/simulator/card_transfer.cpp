@@ -59,7 +59,8 @@ bool SimulatedCard::TransferOut(std::unique_lock<std::mutex>* lock, AutoCirculat
   const FrameLayout layout = LayoutOf(record.frameBufferFormat);
   Output* output = FindOutput(ChannelIndex(ring->Channel()) + 1);
   const bool wantsHash = output->log != nullptr;
-  const bool wantsPicture = output->recorder != nullptr || !output->loops.empty();
+  const bool onTape = deck_ && output->number == 1 && deck_->RecordsOrWill();
+  const bool wantsPicture = output->recorder != nullptr || !output->loops.empty() || onTape;
   OutputRecorder* recorder = output->recorder.get();
   uint8_t* const memory = memory_.Data() + number * Stride() + record.videoOffset;
   ++memoryGeneration_;
@@ -73,6 +74,7 @@ bool SimulatedCard::TransferOut(std::unique_lock<std::mutex>* lock, AutoCirculat
   if (wantsPicture) {
     picture = PictureOfFrame(layout, memory, record.videoSize, record.flip != 0);
     if (recorder != nullptr) recorder->WaitForRoom();
+    if (onTape) deck_->WaitForRoom();
   }
 
   lock->lock();
@@ -221,6 +223,10 @@ bool SimulatedCard::IdleInputInto(uint32_t frame) {
     if (connector->IsLoop()) {
       const Cable& cable = cables_.at(connector);
       picture = cable.from->OutputNow(cable.output).picture;
+    } else if (connector->IsTape()) {
+      const TapeMachine::Signal signal =
+          deck_ ? deck_->Output(AudioRate(channel), nowNs_) : TapeMachine::Signal();
+      picture = signal.frame ? signal.frame->Picture() : nullptr;
     } else {
       const bool captured = std::any_of(rings_.begin(), rings_.end(), [&](const auto& entry) {
         return entry.second.input && entry.second.state != ACStateIdle &&

@@ -1,16 +1,15 @@
 #include "simulator/card_uart.h"
 
 #include <algorithm>
-#include <limits>
 
 namespace morvane {
 namespace {
 
-constexpr int64_t kByteNs = 286458;  // 11 bits at 38400 baud
-constexpr int64_t kFifoBytes = 32;
+constexpr size_t kFifoBytes = 32;
 constexpr uint32_t kStoredBits = 0xC9;  // 0, 3, 6 and 7
 constexpr uint32_t kPresent = 1u << 8;
 constexpr uint32_t kReceiveNotEmpty = 1u << 4;
+constexpr int64_t kNever = std::numeric_limits<int64_t>::max();
 
 }  // namespace
 
@@ -22,11 +21,12 @@ uint32_t CardUart::Status() const {
   return control_ | kPresent | (received_.empty() ? 0 : kReceiveNotEmpty);
 }
 
-void CardUart::Transmit(uint8_t, int64_t nowNs) {
-  const int64_t from = sending_ ? std::max(emptyNs_, nowNs) : nowNs;
-  if (from - nowNs > (kFifoBytes - 1) * kByteNs) return;
-  emptyNs_ = from + kByteNs;
-  sending_ = true;
+void CardUart::Transmit(uint8_t byte, int64_t nowNs) {
+  received_.clear();
+  if (device_ != nullptr) device_->Interrupted();
+  if (sending_.size() >= kFifoBytes) return;
+  const int64_t from = sending_.empty() ? nowNs : std::max(sending_.back().arrivesNs, nowNs);
+  sending_.push_back({from + kSerialByteNs, byte});
 }
 
 uint8_t CardUart::Receive() {
@@ -36,14 +36,33 @@ uint8_t CardUart::Receive() {
   return byte;
 }
 
-bool CardUart::AdvanceTo(int64_t nowNs) {
-  if (!sending_ || nowNs < emptyNs_) return false;
-  sending_ = false;
-  return true;
+CardUart::Events CardUart::AdvanceTo(int64_t nowNs) {
+  Events events;
+  for (;;) {
+    const int64_t arrives = sending_.empty() ? kNever : sending_.front().arrivesNs;
+    const int64_t device = device_ == nullptr ? kNever : device_->NextEventNs();
+    if (std::min(arrives, device) > nowNs) return events;
+    if (arrives <= device) {
+      const Sent sent = sending_.front();
+      sending_.pop_front();
+      if (sending_.empty()) events.transmitEmpty = true;
+      if (device_ != nullptr) device_->Receive(sent.byte, sent.arrivesNs);
+      continue;
+    }
+    uint8_t byte = 0;
+    if (!device_->Event(&byte)) continue;
+    ++events.received;
+    if (received_.size() < kFifoBytes) received_.push_back(byte);
+  }
 }
 
 int64_t CardUart::TransmitEmptyNs() const {
-  return sending_ ? emptyNs_ : std::numeric_limits<int64_t>::max();
+  return sending_.empty() ? kNever : sending_.back().arrivesNs;
+}
+
+int64_t CardUart::NextEventNs() const {
+  const int64_t arrives = sending_.empty() ? kNever : sending_.front().arrivesNs;
+  return device_ == nullptr ? arrives : std::min(arrives, device_->NextEventNs());
 }
 
 }  // namespace morvane

@@ -3,9 +3,8 @@
 #include "device/formats.h"
 
 namespace morvane {
-namespace {
 
-SignalFormat FormatOf(uint32_t videoFormat) {
+SignalFormat SignalFormatOf(uint32_t videoFormat) {
   SignalFormat format;
   format.videoFormat = videoFormat;
   const VideoFormatRow* row = FindVideoFormat(videoFormat);
@@ -19,6 +18,8 @@ SignalFormat FormatOf(uint32_t videoFormat) {
   return format;
 }
 
+namespace {
+
 // How far behind an idle source may lag before it skips.
 constexpr int64_t kIdleLag = 16;
 
@@ -26,7 +27,7 @@ constexpr int64_t kIdleLag = 16;
 
 InputConnector::InputConnector(const InputDescription& description)
     : description_(description),
-      format_(FormatOf(description.videoFormat)),
+      format_(SignalFormatOf(description.videoFormat)),
       timecode_(description.timecode, format_.scale, format_.duration) {
   if (format_.scale == 0) return;
   if (description.source == SignalSource::kBars) {

@@ -15,6 +15,9 @@ struct LoopedFrame {
   Rp188Timecode timecode;
 };
 
+// Raster and rate of a row of the format table; all zero for 0 and for no row.
+[[nodiscard]] SignalFormat SignalFormatOf(uint32_t videoFormat);
+
 // One input connector of a card: its source, and where the source stands in card time.
 // Threads: the card's lock.
 class InputConnector {
@@ -23,8 +26,11 @@ class InputConnector {
 
   [[nodiscard]] const InputDescription& Description() const { return description_; }
   [[nodiscard]] bool IsLoop() const { return description_.source == SignalSource::kLoop; }
-  [[nodiscard]] bool HasSource() const { return source_ != nullptr; }
-  [[nodiscard]] bool HasSound() const { return source_ != nullptr && source_->HasSound(); }
+  [[nodiscard]] bool IsTape() const { return description_.source == SignalSource::kTape; }
+  [[nodiscard]] bool HasSource() const { return source_ != nullptr || IsTape(); }
+  [[nodiscard]] bool HasSound() const {
+    return IsTape() || (source_ != nullptr && source_->HasSound());
+  }
   [[nodiscard]] bool StartsWithCapture() const {
     return source_ != nullptr && source_->StartsWithCapture();
   }
@@ -39,6 +45,7 @@ class InputConnector {
   // The card counts its boundaries from 0 again; it stood at `oldBoundary`.
   void Retime(int64_t oldBoundary);
 
+  // Not for loops and tapes, here and below.
   // Number of the source frame that begins at `boundary`.
   [[nodiscard]] int64_t FrameNumber(int64_t boundary) const;
   [[nodiscard]] SignalFrameRef Frame(int64_t number) { return source_->Frame(number); }

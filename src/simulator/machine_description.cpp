@@ -14,6 +14,7 @@
 #include "device/formats.h"
 #include "media/codec/media_reader.h"
 #include "simulator/clip_format.h"
+#include "simulator/deck_description.h"
 #include "simulator/input_source.h"
 #include "simulator/output_log.h"
 #include "simulator/toml_table.h"
@@ -59,7 +60,8 @@ class Reader {
       throw Refusal{1, "card", "there is no [[card]] in this machine"};
     }
     const toml::array* list = cards->as_array();
-    if (list == nullptr || !list->is_array_of_tables()) {
+    // An empty list is a machine that has no cards, on purpose.
+    if (list == nullptr || !(list->empty() || list->is_array_of_tables())) {
       Refuse(*cards, "card", "cards are described as [[card]]");
     }
     if (list->size() > kMaxCards) {
@@ -68,6 +70,7 @@ class Reader {
     for (const toml::node& card : *list) machine.cards.push_back(Card(*card.as_table()));
     table.Done();
     CheckLoops(machine);
+    CheckTapes(root);
     return machine;
   }
 
@@ -96,12 +99,12 @@ class Reader {
     const BoardRow& board = *FindBoard(card.identity);
     const std::string reference = table.Text("reference", "none");
     if (reference != "none") card.referenceFormat = Format(&table, "reference", reference);
-    card.rs422 = table.Flag("rs422");
+    Deck(&table, board, &card);
     card.slot = table.Text("slot", "");
     card.oldSubscriptions = table.Flag("old_subscriptions");
     for (const std::string& name : Connectors(board)) {
       if (const toml::table* input = table.Child(name)) {
-        card.inputs.push_back(Input(*input, name));
+        card.inputs.push_back(Input(*input, name, card));
       }
     }
     for (uint32_t number = 1; number <= board.videoOut; ++number) {
@@ -109,9 +112,6 @@ class Reader {
       if (const toml::table* output = table.Child(name)) {
         card.outputs.push_back(Output(*output, name, number));
       }
-    }
-    if (const toml::table* vtr = table.Child("vtr")) {
-      Refuse(*vtr, "card.vtr", "the tape machine is not available yet");
     }
     if (const toml::table* faults = table.Child("faults")) card.faults = Faults(*faults);
     RefuseForeignConnector(node, board);
@@ -177,7 +177,36 @@ class Reader {
            "there is no format " + Quoted(text) + ", see docs/machine.md for the list");
   }
 
-  InputDescription Input(const toml::table& node, const std::string& name) {
+  // [card.vtr] alone connects the machine; `rs422` says so without one, or takes the cable out.
+  void Deck(TomlTable* table, const BoardRow& board, CardDescription* card) {
+    const toml::node* flag = table->Node().get("rs422");
+    card->rs422 = table->Flag("rs422");
+    const toml::table* vtr = table->Child("vtr");
+    if (vtr != nullptr && flag == nullptr) card->rs422 = true;
+    if (card->rs422 && !BoardHasUart(card->identity)) {
+      const bool byFlag = flag != nullptr;
+      Refuse(byFlag ? *flag : *vtr, byFlag ? "card.rs422" : "card.vtr",
+             "board " + Quoted(PlainName(board)) + " has no port for a tape machine");
+    }
+    if (vtr != nullptr) card->deck = ReadDeckDescription(*vtr, folder_);
+    if (card->rs422) decks_.push_back({vtr, card->deck.tape});
+  }
+
+  // Two machines cannot play one tape.
+  void CheckTapes(const toml::table& root) const {
+    for (size_t i = 0; i < decks_.size(); ++i) {
+      for (size_t k = 0; k < i; ++k) {
+        if (decks_[i].tape != decks_[k].tape) continue;
+        const toml::node* at = decks_[i].vtr;
+        if (at != nullptr && decks_[i].vtr->contains("tape")) at = decks_[i].vtr->get("tape");
+        Refuse(at != nullptr ? *at : *root.get("card"), "card.vtr.tape",
+               "this tape is in another card's machine; give each machine one of its own");
+      }
+    }
+  }
+
+  InputDescription Input(const toml::table& node, const std::string& name,
+                         const CardDescription& card) {
     TomlTable table(node, "card." + name);
     InputDescription input;
     input.connector = name;
@@ -187,7 +216,16 @@ class Reader {
     const std::string loop = table.Text("loop", "");
     const toml::node& at = node.contains("source") ? *node.get("source") : node;
     if (source == "tape") {
-      Refuse(at, table.KeyPath("source"), "the tape machine is not available yet");
+      input.source = SignalSource::kTape;
+      if (!card.rs422) {
+        Refuse(at, table.KeyPath("source"),
+               "no tape machine is connected; describe it in [card.vtr]");
+      }
+      input.videoFormat = DeckVideoFormat(card.deck);
+      if (!format.empty() && Format(&table, "format", format) != input.videoFormat) {
+        Refuse(*node.get("format"), table.KeyPath("format"),
+               std::string("the tape is ") + VideoFormatText(input.videoFormat));
+      }
     } else if (source == "bars") {
       input.source = SignalSource::kBars;
       input.videoFormat = Format(&table, "format", format.empty() ? kDefaultFormat : format);
@@ -201,11 +239,14 @@ class Reader {
       Loop(*node.get("loop"), table.KeyPath("loop"), loop, &input);
     } else if (source != "none") {
       Refuse(at, table.KeyPath("source"),
-             "there is no source " + Quoted(source) + "; bars, clip, loop or none");
+             "there is no source " + Quoted(source) + "; bars, clip, loop, tape or none");
     }
     RefuseStray(&table, "clip", !clip.empty() && source != "clip");
     RefuseStray(&table, "loop", !loop.empty() && source != "loop");
     RefuseStray(&table, "format", !format.empty() && (source == "loop"));
+    const bool tape = input.source == SignalSource::kTape;
+    RefuseStray(&table, "timecode", tape && node.contains("timecode"));
+    RefuseStray(&table, "audio", tape && node.contains("audio"));
     Timecode(&table, &input);
     Sound(&table, &input);
     table.Done();
@@ -360,8 +401,14 @@ class Reader {
     uint32_t output;
   };
 
+  struct DeckAt {
+    const toml::table* vtr;  // null: none was described
+    std::string tape;
+  };
+
   std::string folder_;
   std::vector<LoopEnd> loops_;
+  std::vector<DeckAt> decks_;
 };
 
 }  // namespace

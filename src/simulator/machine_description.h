@@ -9,7 +9,7 @@
 // outputs are logged and recorded. Parsing is strict: an unknown key is an error.
 namespace morvane {
 
-enum class SignalSource { kNone, kBars, kClip, kLoop };
+enum class SignalSource { kNone, kBars, kClip, kLoop, kTape };
 enum class SoundSource { kSilence, kTone, kClip };
 
 // One input connector. `connector` is "input1" .. "input4", "hdmi" or "analog".
@@ -46,10 +46,36 @@ struct FaultDescription {
   std::vector<uint32_t> refuseRegister;  // accesses to these fail
 };
 
+// What is wrong with a tape machine, or how somebody has set its switches.
+struct DeckFaultDescription {
+  bool local = false;          // it answers questions only
+  bool tapeOut = false;        // there is no cassette in it
+  bool recordInhibit = false;  // the cassette is protected
+  bool offLine = false;        // it hears nothing and says nothing
+  std::string skipTimecode;    // the head never reads this number while the tape plays
+  std::string jumpAt;          // played onto this number, the tape slips on, once,
+  int64_t jumpFrames = 0;      // by so many pictures
+  int64_t slowReplyMs = 0;     // each reply comes so much later
+  int64_t cutReply = 0;        // bytes missing at the end of each reply
+  bool wrongSum = false;       // of each reply
+  bool wrongReply = false;     // each reply is another command's
+};
+
+// A tape machine on a card's serial port.
+struct DeckDescription {
+  std::string tape;                      // absolute path; empty: "tape" in the data folder
+  uint32_t videoFormat = 0;              // of a tape that is made; 0: 1080i 59.94
+  std::string timecode = "00:59:50:00";  // where a tape that is made begins; ';' for drop frame
+  int64_t seconds = 3600;                // length of a tape that is made
+  bool plain = false;                    // acknowledgements have three bytes always
+  DeckFaultDescription faults;
+};
+
 struct CardDescription {
   uint32_t identity = 0;         // of the board table
   uint32_t referenceFormat = 0;  // RQD5VideoFormat on the reference input; 0 is none
-  bool rs422 = false;
+  bool rs422 = false;            // `deck` is connected
+  DeckDescription deck;
   bool oldSubscriptions = false;
   std::string slot;  // location text such as "Magma 3"; empty is "PCI bus 2, device <index>"
   std::vector<InputDescription> inputs;

@@ -65,7 +65,12 @@ SimulatedCard::SimulatedCard(const CardDescription& description, const MachineCl
     if (!output.log.empty()) made.log = std::make_unique<OutputLog>(output.log);
     if (!output.record.empty()) made.recorder = std::make_unique<OutputRecorder>(output.record);
   }
+  if (description.rs422 && BoardHasUart(description.identity)) {
+    deck_ = std::make_unique<TapeMachine>(description.deck, clock);
+    uart_.Connect(&deck_->Line());
+  }
   interruptsEnabled_.fill(true);
+  registers_[50] = description.identity;  // for readers of the mapped window
   nowNs_ = clock_->NowNs();
   Retime();
   group_->cards.push_back(this);

@@ -22,6 +22,7 @@
 #include "simulator/machine_description.h"
 #include "simulator/output_log.h"
 #include "simulator/output_recorder.h"
+#include "simulator/tape_machine.h"
 
 namespace morvane {
 
@@ -114,6 +115,9 @@ class SimulatedCard {
   [[nodiscard]] bool Transfer(const TransferRequest& request,
                               RQD5AutoCirculateTransferStatus* status);
 
+  // What is wrong with the deck on its port from now on. For tests.
+  void SetDeckFaults(const DeckFaultDescription& faults);
+
   [[nodiscard]] uint32_t Identity() const { return description_.identity; }
   [[nodiscard]] const CardDescription& Description() const { return description_; }
   [[nodiscard]] const BoardRow& Board() const { return *board_; }
@@ -141,9 +145,11 @@ class SimulatedCard {
 
   // card_registers.cpp
   uint32_t Animated(uint64_t reader, uint32_t number);
+  [[nodiscard]] bool HasRoomFor(uint32_t number, uint32_t value) const;
   bool Store(uint32_t number, uint32_t value);
   void Written(uint32_t number, uint32_t before, uint32_t mask);
   uint32_t Raw(uint32_t number) const;
+  uint32_t OutputLine() const;
   uint32_t LineNow(uint64_t reader);
   uint32_t InputWord();
   uint32_t Flags3G();
@@ -181,6 +187,11 @@ class SimulatedCard {
   void SetAudioMode(uint32_t mode);
   void FirstFrameShown();
 
+  // card_deck.cpp
+  void AdvanceLine();
+  void AdvanceDeck();
+  [[nodiscard]] int64_t NextDeckNs() const;
+
   // card_advance.cpp
   void Advance();
   bool Moves() const;
@@ -204,6 +215,7 @@ class SimulatedCard {
   bool ValidChannel(uint32_t channelSpec) const;
   void ToIdle(AutoCirculateRing* ring);
   void FillStamp(const AutoCirculateRing& ring, RQD5FrameStamp* stamp);
+  void FillMoment(const AutoCirculateRing& ring, RQD5FrameStamp* stamp) const;
   void FillTransferStatus(AutoCirculateRing* ring, int32_t frame,
                           RQD5AutoCirculateTransferStatus* status);
   bool RunFaultDrops(const AutoCirculateRing& ring) const;
@@ -225,7 +237,7 @@ class SimulatedCard {
   std::vector<uint8_t> audioRing_;
   std::vector<uint8_t> flash_;
   std::vector<uint32_t> registers_;                         // 0 .. 4095
-  std::unordered_map<uint32_t, uint32_t> driverRegisters_;  // 10000 and up
+  std::unordered_map<uint32_t, uint32_t> driverRegisters_;  // 10000 and up, but 0
   std::vector<std::unique_ptr<InputConnector>> connectors_;
   struct Cable {
     SimulatedCard* from = nullptr;
@@ -257,6 +269,7 @@ class SimulatedCard {
   std::unordered_map<uint64_t, LineSample> lineSamples_;
   uint32_t flashBusyReads_ = 0;
   CardUart uart_;
+  std::unique_ptr<TapeMachine> deck_;  // null: nothing is connected to the port
 
   // Interrupts.
   std::array<uint32_t, InterruptLast + 1> interruptCounts_ = {};

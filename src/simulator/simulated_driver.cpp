@@ -54,6 +54,11 @@ struct SimulatedDriver::Call {
 
   [[nodiscard]] bool IsGet() const { return header.flags == kPropertyGet; }
   [[nodiscard]] bool IsSet() const { return header.flags == kPropertySet; }
+  // The record of a request whose two buffers hold it whole. Returns: false for any other size.
+  template <typename Record>
+  [[nodiscard]] bool Take(Record* record) const {
+    return out != nullptr && outBytes == sizeof(Record) && Load(in, inBytes, record);
+  }
 };
 
 SimulatedDriver::SimulatedDriver(const MachineDescription& machine)
@@ -179,11 +184,10 @@ bool SimulatedDriver::Dispatch(const Call& call) {
 
 bool SimulatedDriver::Register(const Call& call) {
   RegisterRecord record;
-  if (!Load(call.in, call.inBytes, &record)) return false;
+  if (!call.Take(&record)) return false;
   if (call.IsSet()) {
     return call.card->WriteRegister(record.registerNumber, record.value, record.mask, record.shift);
   }
-  if (call.outBytes != sizeof record) return false;
   uint32_t value = 0;
   if (!call.card->ReadRegister(call.handle, record.registerNumber, record.mask, record.shift,
                                &value)) {
@@ -195,7 +199,7 @@ bool SimulatedDriver::Register(const Call& call) {
 
 bool SimulatedDriver::Map(const Call& call) {
   MapRecord record;
-  if (!Load(call.in, call.inBytes, &record)) return false;
+  if (!call.Take(&record)) return false;
   uint32_t base = 0;
   uint32_t size = 0;
   if (!call.card->Map(record.kind, &base, &size)) return false;
@@ -207,13 +211,13 @@ bool SimulatedDriver::Map(const Call& call) {
 
 bool SimulatedDriver::Interrupt(const Call& call) {
   InterruptRecord record;
-  if (!Load(call.in, call.inBytes, &record)) return false;
+  if (!call.Take(&record)) return false;
   return call.card->ConfigureInterrupt(record.interruptType, call.IsGet());
 }
 
 bool SimulatedDriver::Subscription(const Call& call) {
   SubscriptionRecord record;
-  if (!Load(call.in, call.inBytes, &record)) return false;
+  if (!call.Take(&record)) return false;
   const bool old = call.card->Description().oldSubscriptions;
   if (old != (call.header.number == PropertySubscriptionOld)) return false;
   if (call.IsGet() && record.code == kInterruptCountCode) {
@@ -239,7 +243,7 @@ bool SimulatedDriver::Subscription(const Call& call) {
 
 bool SimulatedDriver::Dma(const Call& call) {
   DmaRecord record;
-  if (!Load(call.in, call.inBytes, &record)) return false;
+  if (!call.Take(&record)) return false;
   SimulatedCard::DmaTransfer transfer;
   transfer.engine = record.engine;
   transfer.read = call.IsGet();
@@ -255,7 +259,7 @@ bool SimulatedDriver::Dma(const Call& call) {
 
 bool SimulatedDriver::Control(const Call& call) {
   AutoCirculateControlRecord record;
-  if (!call.IsSet() || !Load(call.in, call.inBytes, &record)) return false;
+  if (!call.IsSet() || !call.Take(&record)) return false;
   switch (record.command) {
     case ACInit: {
       SimulatedCard::InitRequest request{
@@ -281,7 +285,7 @@ bool SimulatedDriver::Control(const Call& call) {
 
 bool SimulatedDriver::ControlWide(const Call& call) {
   AutoCirculateControlWideRecord record;
-  if (!call.IsSet() || !Load(call.in, call.inBytes, &record)) return false;
+  if (!call.IsSet() || !call.Take(&record)) return false;
   if (record.command != ACInit) return false;
   SimulatedCard::InitRequest request{
       record.channelSpec, record.value1, record.value2, record.value3 != 0, {}};
@@ -291,8 +295,7 @@ bool SimulatedDriver::ControlWide(const Call& call) {
 
 bool SimulatedDriver::Status(const Call& call) {
   AutoCirculateStatusRecord record;
-  if (!call.IsGet() || !Load(call.in, call.inBytes, &record)) return false;
-  if (call.outBytes != sizeof record) return false;
+  if (!call.IsGet() || !call.Take(&record)) return false;
   return call.card->Status(record.channelSpec, &record.status) &&
          Put(record, call.out, call.outBytes);
 }
@@ -302,6 +305,7 @@ bool SimulatedDriver::Stamp(const Call& call) {
   const bool extended = call.header.number == PropertyFrameStampExtended;
   const size_t bytes = extended ? sizeof record : sizeof record.base;
   if (!call.IsGet() || call.inBytes != bytes || call.outBytes != bytes) return false;
+  if (call.out == nullptr) return false;
   std::memcpy(&record, call.in, bytes);
   if (record.base.frame < 0) return false;
   if (!call.card->Stamp(record.base.channelSpec, static_cast<uint32_t>(record.base.frame),
@@ -320,7 +324,7 @@ bool SimulatedDriver::Transfer(const Call& call) {
                        : number == PropertyTransferExtended ? sizeof(TransferExtendedRecord)
                                                             : sizeof(TransferFullRecord);
   if (!call.IsGet() || call.inBytes != bytes) return false;
-  if (call.outBytes != sizeof(RQD5AutoCirculateTransferStatus)) return false;
+  if (call.outBytes != sizeof(RQD5AutoCirculateTransferStatus) || call.out == nullptr) return false;
   std::memcpy(&record, call.in, std::min(bytes, sizeof record));
   SimulatedCard::TransferRequest request;
   request.record = record.base.transfer;
@@ -344,8 +348,7 @@ bool SimulatedDriver::Transfer(const Call& call) {
 
 bool SimulatedDriver::BitFile(const Call& call) {
   BitFileRecord record;
-  if (!call.IsGet() || !Load(call.in, call.inBytes, &record)) return false;
-  if (call.outBytes != sizeof record) return false;
+  if (!call.IsGet() || !call.Take(&record)) return false;
   call.card->BitFileInformation(&record.info);
   return Put(record, call.out, call.outBytes);
 }
@@ -361,25 +364,30 @@ void SimulatedDriver::CloseEvent(DriverEvent event) {
   events_.erase(event);
 }
 
+SimulatedDriver::EventLook SimulatedDriver::LookAtEvent(DriverEvent event, int64_t latestNs) {
+  Event waited;
+  {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    const auto found = events_.find(event);
+    if (found == events_.end()) return {};
+    waited = found->second;
+  }
+  EventLook look{true, false, std::numeric_limits<int64_t>::max()};
+  if (waited.card != nullptr) look.dueNs = waited.card->AdvanceForWait(waited.type, latestNs);
+  look.signalled = waited.event->signalled.exchange(false);
+  return look;
+}
+
 bool SimulatedDriver::WaitEvent(DriverEvent event, uint32_t timeoutMs) {
   const int64_t start = NxClockNowNs();
   const int64_t deadline = start + static_cast<int64_t>(timeoutMs) * 1000000;
   for (;;) {
-    Event waited;
-    {
-      const std::lock_guard<std::mutex> lock(mutex_);
-      const auto found = events_.find(event);
-      if (found == events_.end()) return false;
-      waited = found->second;
-    }
-    int64_t due = std::numeric_limits<int64_t>::max();
     const int64_t now = NxClockNowNs();
-    if (waited.card != nullptr) {
-      due = waited.card->AdvanceForWait(waited.type, std::max(deadline, start));
-    }
-    if (waited.event->signalled.exchange(false)) return true;
+    const EventLook look = LookAtEvent(event, deadline);
+    if (!look.known) return false;
+    if (look.signalled) return true;
     if (now >= deadline) return false;
-    NxClockSleepUntilNs(std::min({due, deadline, now + kLongestSleepNs}));
+    NxClockSleepUntilNs(std::min({look.dueNs, deadline, now + kLongestSleepNs}));
   }
 }
 

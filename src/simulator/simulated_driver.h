@@ -29,9 +29,21 @@ class SimulatedDriver : public DriverPort {
   DriverEvent CreateEvent() override;
   void CloseEvent(DriverEvent event) override;
   bool WaitEvent(DriverEvent event, uint32_t timeoutMs) override;
+  // One look at an event, for who waits for several: what WaitEvent() does between its sleeps.
+  struct EventLook {
+    bool known = false;      // false: no such event
+    bool signalled = false;  // and taken: the event is unsignalled again
+    int64_t dueNs = 0;       // process time at which it may be signalled next; far off if unknown
+  };
+  // Advances the event's card to now, but not beyond the process time `latestNs`.
+  [[nodiscard]] EventLook LookAtEvent(DriverEvent event, int64_t latestNs);
   void* MappedMemory(DriverHandle handle, uint32_t base, size_t bytes) override;
   UserMemory& Memory() override { return memory_; }
 
+  // What is wrong with the deck of the `index`-th card from now on. For tests.
+  void SetDeckFaults(size_t index, const DeckFaultDescription& faults) {
+    cards_[index]->SetDeckFaults(faults);
+  }
   // Path of the `index`-th card, also of a board type that no device class lists.
   [[nodiscard]] static std::string CardPath(size_t index);
   [[nodiscard]] size_t CardCount() const { return cards_.size(); }

@@ -14,7 +14,7 @@ bool SourceTimecode::IsTimecodeText(const std::string& text) {
       return false;
     }
   }
-  return true;
+  return text.substr(0, 2) < "24" && text[3] < '6' && text[6] < '6' && text[9] < '3';
 }
 
 SourceTimecode::SourceTimecode(const std::string& first, uint32_t scale, uint32_t duration) {

@@ -125,16 +125,19 @@ bool ParseAudioChoice(const std::string& text, AudioChoice* choice) {
   return ParseFourCC(format, &choice->fourcc);
 }
 
-int32_t FindImageFormat(NxFileType type, FourCCCode fourcc) {
+int32_t FindImageFormat(NxFileType type, FourCCCode fourcc, uint32_t orientation) {
   const MediaFilePtr file(CreateMediaFile(type));
   if (file == nullptr) return -1;
+  int32_t found = -1;
   for (int32_t i = 0; i < file->GetNumImageWriteFormats(); ++i) {
     NxImageWriteFormatDescription row = {};
-    if (file->GetImageWriteFormatDescription(i, &row) == NxErrSuccess && row.fourcc == fourcc) {
-      return i;
+    if (file->GetImageWriteFormatDescription(i, &row) != NxErrSuccess || row.fourcc != fourcc) {
+      continue;
     }
+    if (row.orientation == orientation) return i;
+    if (found < 0) found = i;
   }
-  return -1;
+  return found;
 }
 
 std::string ImageFormatList(NxFileType type) {

@@ -53,8 +53,10 @@ struct AudioChoice {
 };
 [[nodiscard]] bool ParseAudioChoice(const std::string& text, AudioChoice* choice);
 
-// Index of the image format `fourcc` in what file type `type` can write; -1 if it is not offered.
-[[nodiscard]] int32_t FindImageFormat(NxFileType type, FourCCCode fourcc);
+// Index of the image format `fourcc` in what file type `type` can write, with the lines in the
+// order of `orientation` where there are both; -1 if it is not offered.
+[[nodiscard]] int32_t FindImageFormat(NxFileType type, FourCCCode fourcc,
+                                      uint32_t orientation = kOrientationTopDown);
 // The codes it offers, quoted and separated by commas, for a diagnostic.
 [[nodiscard]] std::string ImageFormatList(NxFileType type);
 // Index of an audio format in the 48 kHz half of the type's list; -1 if it is not offered.

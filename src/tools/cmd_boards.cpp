@@ -24,6 +24,15 @@ Json BoardDocument(const RQD5BoardInfo& board) {
               {"audioSystems", board.audioSystems}};
 }
 
+void PrintBoard(const RQD5BoardInfo& board) {
+  std::printf(
+      "%u  %s  %s  type %u number %u; video in %u, out %u; analog in %u, out %u; "
+      "HDMI in %u, out %u; audio systems %u\n",
+      board.boardIndex, std::string(board.displayName).c_str(), HexWord(board.boardID).c_str(),
+      board.boardType, board.boardNumber, board.videoInputs, board.videoOutputs, board.analogInputs,
+      board.analogOutputs, board.hdmiInputs, board.hdmiOutputs, board.audioSystems);
+}
+
 int RunBoards(CommandContext& context) {
   int exitCode = kExitDone;
   const auto door = CardDoor::Open(context, &exitCode);
@@ -34,11 +43,11 @@ int RunBoards(CommandContext& context) {
     PrintJson(document);
     return kExitDone;
   }
-  if (door->Boards().empty()) return Fail(context, NxErrNoBoards);
-  for (const RQD5BoardInfo& board : door->Boards()) {
-    std::printf("%u  %s  %s  video in %u, out %u; audio systems %u\n", board.boardIndex,
-                std::string(board.displayName).c_str(), HexWord(board.boardID).c_str(),
-                board.videoInputs, board.videoOutputs, board.audioSystems);
+  for (const RQD5BoardInfo& board : door->Boards()) PrintBoard(board);
+  if (door->Boards().empty()) {  // the scan itself has worked
+    char text[kNxErrTextBytes] = {};
+    NxErrText(NxErrNoBoards, text);
+    std::printf("%s\n", text);
   }
   return kExitDone;
 }

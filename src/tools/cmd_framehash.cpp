@@ -61,7 +61,8 @@ int RunFramehash(CommandContext& context, const FramehashOptions& options) {
   ClipReader reader(clip, format);
   Json frames = Json::array();
   if (!context.json) PrintHeader(info);
-  for (int32_t frame = first; frame <= last && !StopAsked(); ++frame) {
+  int32_t frame = first;
+  for (; frame <= last && !StopAsked(); ++frame) {
     const NxErr result = reader.Read(frame);
     if (result != NxErrSuccess) {
       return Fail(context, result,
@@ -74,6 +75,13 @@ int RunFramehash(CommandContext& context, const FramehashOptions& options) {
     } else {
       std::printf("0, %10d, %10d, %8d, %8zu, %s\n", frame, frame, 1, reader.Bytes(), hash.c_str());
     }
+  }
+  if (frame <= last) {
+    // A shorter list could pass for that of a shorter clip.
+    std::fflush(stdout);
+    return Fail(context, NxErrFailure,
+                "Stopped before frame " + std::to_string(frame) + " of " + options.clip +
+                    "; the list is not complete.");
   }
   if (context.json) PrintJson(frames);
   return kExitDone;

@@ -34,6 +34,19 @@ Json Code(FourCCCode code) {
   return code == 0 ? Json(nullptr) : Json(FourCCText(code));
 }
 
+Json Extended(const NxMediaExtended& block) {
+  return Json{{"orgTC", FieldText(block.orgTC, sizeof block.orgTC)},
+              {"orgTCScale", static_cast<int32_t>(block.orgTCScale)},
+              {"orgTCRate", static_cast<int32_t>(block.orgTCRate)},
+              {"altTC", FieldText(block.altTC, sizeof block.altTC)},
+              {"altTCScale", static_cast<int32_t>(block.altTCScale)},
+              {"altTCRate", static_cast<int32_t>(block.altTCRate)},
+              {"orgReelName", FieldText(block.orgReelName, sizeof block.orgReelName)},
+              {"altReelName", FieldText(block.altReelName, sizeof block.altReelName)},
+              {"comment", FieldText(block.comment, sizeof block.comment)},
+              {"dataType", static_cast<uint32_t>(block.dataType)}};
+}
+
 Json Metadata(const NxMediaMetadata& block) {
   Json document = Json::object();
   const uint32_t flags = block.presentFlags;
@@ -60,6 +73,7 @@ Json Metadata(const NxMediaMetadata& block) {
   if ((flags & kMetaScene) != 0) document["scene"] = FieldText(block.scene, 64);
   if ((flags & kMetaShot) != 0) document["shot"] = FieldText(block.shot, 32);
   if ((flags & kMetaTake) != 0) document["take"] = FieldText(block.take, 32);
+  if ((flags & kMetaExtended) != 0) document["extended"] = Extended(block.extended);
   return document;
 }
 

@@ -26,6 +26,8 @@ std::string DrawToFile(const PatternOptions& options, const RQD5VideoFormatDesc&
   PatternRaster raster;
   raster.standard = format.standard;
   raster.frameBufferFormat = FrameBuffer8BitRgb;
+  const VideoFormatRow* row = FindVideoFormat(format.videoFormat);
+  raster.wide2K = row != nullptr && row->geometry == Geometry2048x1080;
   const RQD5FormatDescriptor shape = PatternDescriptor(raster);
   std::vector<uint8_t> pixels(shape.FrameBytes());
   if (const char* refusal = DrawTestPattern(options.number, raster, pixels)) return refusal;

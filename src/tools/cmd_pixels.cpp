@@ -1,6 +1,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
+#include <thread>
 
 #include "base/page_memory.h"
 #include "media/picture_copy.h"
@@ -63,6 +64,7 @@ NxErr Convert(const PixelsOptions& options, const RawImage& from, RawImage& to) 
   }
   const uint32_t fill = FillPixel(options.fill);
   ConvertContext context;
+  context.threads = static_cast<int32_t>(std::thread::hardware_concurrency());
   return ConvertImage(&context, from.place.pixels, from.place.width, from.place.height,
                       from.place.fourcc, from.place.pitch, to.place.pixels, to.place.width,
                       to.place.height, to.place.fourcc, to.place.pitch, options.stretch, &color,

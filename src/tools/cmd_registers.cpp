@@ -1,18 +1,24 @@
 // The door to a card itself: registers, interrupts, the frame ring's status.
+#include <algorithm>
 #include <cstdio>
 #include <functional>
 #include <memory>
 
+#include "device/nub_wire.h"
+#include "device/registers.h"
 #include "device/test_pattern.h"
 #include "media/media_text.h"
 #include "tools/card_door.h"
 #include "tools/command.h"
+#include "tools/remote_card.h"
+#include "tools/stop_signal.h"
 
 namespace morvane::tools {
 namespace {
 
 struct RegistersOptions {
   int board = 0;
+  RemoteChoice remote;
   uint32_t number = 0;
   uint32_t value = 0;
   std::vector<uint32_t> numbers;
@@ -46,13 +52,29 @@ Answer Write(CRQD5TestPattern& card, const RegistersOptions& options) {
   return {Json{{"value", value}}, {}};
 }
 
+// A card that another machine lends answers this for as long as the connection holds.
+bool Answers(CRQD5TestPattern& card) {
+  uint32_t identity = 0;
+  return card.ReadRegister(RegisterNumber(RegisterField::BoardIdentity), &identity);
+}
+
+Answer NoAnswer(const RegistersOptions& options) {
+  return {{},
+          options.remote.host + " does not answer any more; see whether morvane-nub runs there."};
+}
+
 Answer ReadMulti(CRQD5TestPattern& card, const RegistersOptions& options) {
   std::vector<RQD5RegisterEntry> entries;
   for (const uint32_t number : options.numbers) {
     entries.push_back({number, 0, options.mask, options.shift});
   }
-  uint32_t failed = 0;
-  if (!card.ReadRegisterMulti(static_cast<uint32_t>(entries.size()), &failed, entries.data())) {
+  // As many as one packet of any version of the protocol holds.
+  const size_t atOnce = card.IsRemote() ? NubReadMultiLimit(1) : entries.size();
+  for (size_t first = 0; first < entries.size(); first += atOnce) {
+    const size_t count = std::min(atOnce, entries.size() - first);
+    uint32_t failed = 0;
+    if (card.ReadRegisterMulti(static_cast<uint32_t>(count), &failed, &entries[first])) continue;
+    if (card.IsRemote() && !Answers(card)) return NoAnswer(options);
     return {{}, "Register " + std::to_string(failed) + " cannot be read."};
   }
   Json values = Json::array();
@@ -60,20 +82,41 @@ Answer ReadMulti(CRQD5TestPattern& card, const RegistersOptions& options) {
   return {Json{{"value", values}}, {}};
 }
 
+std::string DidNotCome(const RegistersOptions& options) {
+  return "Interrupt " + std::to_string(options.number) + " did not come within " +
+         std::to_string(options.timeoutMs) + " ms.";
+}
+
+// The other machine waits, and not so long that its answer would come too late for the driver.
+// Returns: words for a refusal; none when the interrupt came.
+std::string WaitThere(CRQD5TestPattern& card, const RegistersOptions& options) {
+  constexpr uint32_t kSliceMs = 1000;
+  uint32_t left = options.timeoutMs;
+  do {
+    const uint32_t slice = std::min(left, kSliceMs);
+    if (card.WaitForInterrupt(options.number, slice)) return {};
+    // A wait that ran out and one that found nobody look the same.
+    if (!Answers(card)) return NoAnswer(options).refusal;
+    left -= slice;
+    if (StopAsked()) {
+      return "Interrupt " + std::to_string(options.number) +
+             " had not come when the wait was stopped.";
+    }
+  } while (left > 0);
+  return DidNotCome(options);
+}
+
 Answer Wait(CRQD5TestPattern& card, const RegistersOptions& options) {
+  if (card.IsRemote()) return {Json{{"value", nullptr}}, WaitThere(card, options)};
   DriverEvent event = 0;
   if (!card.ConfigureSubscription(true, options.number, &event)) {
     return {{}, "Interrupt " + std::to_string(options.number) + " cannot be subscribed."};
   }
   const bool came = card.WaitForInterrupt(options.number, options.timeoutMs);
-  uint32_t count = 0;
+  uint32_t count = 0;  // another machine does not tell it
   const bool counted = card.GetInterruptCount(options.number, &count);
   (void)card.ConfigureSubscription(false, options.number, &event);
-  if (!came) {
-    return {{},
-            "Interrupt " + std::to_string(options.number) + " did not come within " +
-                std::to_string(options.timeoutMs) + " ms."};
-  }
+  if (!came) return {{}, DidNotCome(options)};
   return {Json{{"value", counted ? Json(count) : Json(nullptr)}}, {}};
 }
 
@@ -95,13 +138,32 @@ Answer BitFile(CRQD5TestPattern& card, const RegistersOptions& options) {
           {}};
 }
 
+Answer Build(CRQD5TestPattern& card, const RegistersOptions&) {
+  if (!card.IsRemote()) {
+    return {{}, "Only a card of another machine tells its build; name the machine with --host."};
+  }
+  RQD5BuildInfo info = {};
+  if (!card.DriverGetBuildInformation(&info)) {
+    return {{}, "The other machine does not tell the build; protocol versions 1 and 2 cannot."};
+  }
+  return {Json{{"value", Json{{"word0", uint32_t{info.word0}},
+                              {"word1", uint32_t{info.word1}},
+                              {"text", FieldText(info.text, sizeof info.text)}}}},
+          {}};
+}
+
 Answer AutoCirculate(CRQD5TestPattern& card, const RegistersOptions& options) {
+  // Another machine that refuses leaves the record as it is, and says so in no other way.
+  constexpr uint32_t kNoState = 0xFFFFFFFF;
   RQD5AutoCirculateStatus status = {};
+  status.state = kNoState;
   RQD5AutoCirculateData data;
   data.command = ACStatus;
   data.channelSpec = options.number;
   data.record1 = &status;
-  if (!card.AutoCirculate(data)) {
+  const bool asked = card.AutoCirculate(data);
+  if (!asked && card.IsRemote() && !Answers(card)) return NoAnswer(options);
+  if (!asked || status.state == kNoState) {
     return {{}, "Channel " + HexWord(options.number) + " has no frame ring."};
   }
   const bool active = status.activeFrame != kACNoFrame;
@@ -148,19 +210,37 @@ void PrintLines(const Json& value) {
   }
 }
 
-int RunRegisters(CommandContext& context, const RegistersOptions& options, Operation operation) {
-  int exitCode = kExitDone;
-  const auto door = CardDoor::Open(context, &exitCode);
-  if (door == nullptr) return exitCode;
+Answer AskHere(CommandContext& context, const RegistersOptions& options, Operation operation,
+               int* exitCode) {
+  const auto door = CardDoor::Open(context, exitCode);
+  if (door == nullptr) return {};
+  *exitCode = kExitFailed;
   const RQD5BoardInfo* board = door->Find(context, options.board);
-  if (board == nullptr) return kExitFailed;
+  if (board == nullptr) return {};
+  *exitCode = kExitDone;
   CRQD5TestPattern card;
   if (!card.Open(static_cast<uint16_t>(board->boardNumber), false, board->boardType, nullptr)) {
-    return Fail(context, NxErrFailure,
-                "Board " + std::to_string(options.board) + " cannot be opened.");
+    return {{}, "Board " + std::to_string(options.board) + " cannot be opened."};
   }
-  const Answer answer = operation(card, options);
-  card.Close();
+  return operation(card, options);
+}
+
+Answer AskThere(CommandContext& context, const RegistersOptions& options, Operation operation,
+                int* exitCode) {
+  CRQD5TestPattern card;
+  if (!OpenRemoteCard(context, options.remote, &card)) {
+    *exitCode = kExitFailed;
+    return {};
+  }
+  const DiagnosticOutput refusals;
+  return operation(card, options);
+}
+
+int RunRegisters(CommandContext& context, const RegistersOptions& options, Operation operation) {
+  int exitCode = kExitDone;
+  const Answer answer = options.remote.IsChosen() ? AskThere(context, options, operation, &exitCode)
+                                                  : AskHere(context, options, operation, &exitCode);
+  if (exitCode != kExitDone) return exitCode;
   if (!answer.refusal.empty()) return Fail(context, NxErrFailure, answer.refusal);
   if (!context.json) {
     for (const auto& [key, value] : answer.document.items()) PrintLines(value);
@@ -177,8 +257,10 @@ using Options = std::shared_ptr<RegistersOptions>;
 CLI::App* AddOperation(CLI::App* family, CommandContext& context, const Options& options,
                        const char* name, const char* words, Operation operation) {
   CLI::App* command = family->add_subcommand(name, words);
-  command->add_option("--board", options->board, "Index of the board in the scan")
-      ->check(CLI::NonNegativeNumber);
+  CLI::Option* board =
+      command->add_option("--board", options->board, "Index of the board in the scan")
+          ->check(CLI::NonNegativeNumber);
+  AddRemoteOptions(command, board, &options->remote);
   command->callback([&context, options, operation] {
     context.run = [options, operation](CommandContext& run) {
       return RunRegisters(run, *options, operation);
@@ -224,6 +306,9 @@ void AddRegistersCommand(CLI::App& app, CommandContext& context) {
   command = AddOperation(family, context, options, "bitfile", "What is known of the card's logic",
                          BitFile);
   command->add_option("KIND", options->number, "Number of the logic")->required();
+
+  AddOperation(family, context, options, "build", "Who made the card's logic, on another machine",
+               Build);
 
   command = AddOperation(family, context, options, "autocirculate",
                          "Status of a channel's frame ring", AutoCirculate);

@@ -5,6 +5,8 @@
 #include "session/card2.h"
 #include "tools/card_door.h"
 #include "tools/command.h"
+#include "tools/deck_door.h"
+#include "tools/remote_card.h"
 
 namespace morvane::tools {
 namespace {
@@ -19,21 +21,89 @@ std::string FormatLine(const Json& document) {
   return document["text"].is_null() ? "none" : document["text"].get<std::string>();
 }
 
-Json StatusDocument(CRQD5Card2& session) {
+// What a deck tells, behind a port that is there.
+Json DeckDocument(CRQD5Control& control) {
+  const DeckReport report = AskDeck(&control);
+  return {{"present", true}, {"status", report.status}, {"timecode", report.timecode}};
+}
+
+Json NoDeckDocument(bool port) {
+  return {{"present", port}, {"status", nullptr}, {"timecode", nullptr}};
+}
+
+Json DeckDocument(const RQD5BoardInfo& board) {
+  CRQD5Control control;
+  if (!board.hasUart || !OpenDeck(board, &control)) return NoDeckDocument(board.hasUart);
+  return DeckDocument(control);
+}
+
+std::string DeckLine(const Json& deck) {
+  if (!deck["present"].get<bool>()) return "no port";
+  if (deck["status"].is_null()) return "port present";
+  const Json& time = deck["timecode"];
+  return (time.is_null() ? "" : time.get<std::string>() + "  ") + deck["status"].get<std::string>();
+}
+
+Json StatusDocument(CRQD5Card2& session, const Json& deck) {
   const uint32_t input = session.DetectSelectedInput();
   RQD5VideoFormat output = {};
   if (!session.GetCardFormat(&output)) output = {};
   Json inputDocument = FormatDocument(input);
   inputDocument["valid"] = input != 0;
-  // Nothing drives the deck yet, so what it does has no source.
-  Json document{
-      {"input", inputDocument},
-      {"reference", FormatDocument(session.DetectReference())},
-      {"output", FormatDocument(output)},
-      {"vtr", {{"present", session.HasUart()}, {"status", nullptr}, {"timecode", nullptr}}},
-      {"lastError", nullptr}};
+  Json document{{"input", inputDocument},
+                {"reference", FormatDocument(session.DetectReference())},
+                {"output", FormatDocument(output)},
+                {"vtr", deck},
+                {"lastError", nullptr}};
   if (!session.GetLastError().empty()) document["lastError"] = session.GetLastError();
   return document;
+}
+
+// A card of another machine has no session here: what its registers tell, of its first input.
+Json StatusDocument(CRQD5Control& card) {
+  const uint32_t input = card.DetectInput(1);
+  const uint32_t reference = card.DetectReference();
+  RQD5VideoFormat output = {};
+  if (!card.GetVideoFormat(&output)) output = {};
+  Json inputDocument = FormatDocument(input);
+  inputDocument["valid"] = input != 0;
+  const bool port = DescribeBoard(card.BoardID()).hasUart;
+  if (port) CountTapeAs(input != 0 ? input : reference, &card);
+  return {{"input", inputDocument},
+          {"reference", FormatDocument(reference)},
+          {"output", FormatDocument(output)},
+          {"vtr", port ? DeckDocument(card) : NoDeckDocument(false)},
+          {"lastError", nullptr}};
+}
+
+void PrintStatus(const CommandContext& context, const Json& document) {
+  if (context.json) {
+    PrintJson(document);
+    return;
+  }
+  std::printf("input      %s\n", FormatLine(document["input"]).c_str());
+  std::printf("reference  %s\n", FormatLine(document["reference"]).c_str());
+  std::printf("output     %s\n", FormatLine(document["output"]).c_str());
+  std::printf("deck       %s\n", DeckLine(document["vtr"]).c_str());
+  const Json& error = document["lastError"];
+  std::printf("last error %s\n", error.is_null() ? "none" : error.get<std::string>().c_str());
+}
+
+int RunStatusThere(CommandContext& context, const RemoteChoice& choice) {
+  CRQD5Control card;
+  if (!OpenRemoteCard(context, choice, &card)) return kExitFailed;
+  Json document;
+  bool answers = false;
+  {
+    const DiagnosticOutput refusals;
+    document = StatusDocument(card);
+    // The connection may have broken meanwhile; then nothing of it is true.
+    uint32_t identity = 0;
+    answers = card.ReadField(RegisterField::BoardIdentity, &identity);
+  }
+  if (!answers) return Fail(context, NxErrFailure, choice.host + " does not answer any more.");
+  PrintStatus(context, document);
+  return kExitDone;
 }
 
 int RunStatus(CommandContext& context, int boardIndex) {
@@ -47,29 +117,31 @@ int RunStatus(CommandContext& context, int boardIndex) {
     return Fail(context, NxErrFailure,
                 "Board " + std::to_string(boardIndex) + ": " + session.GetLastError() + ".");
   }
-  const Json document = StatusDocument(session);
+  const Json document = StatusDocument(session, DeckDocument(*board));
   session.Close();
-  if (context.json) {
-    PrintJson(document);
-    return kExitDone;
-  }
-  std::printf("input      %s\n", FormatLine(document["input"]).c_str());
-  std::printf("reference  %s\n", FormatLine(document["reference"]).c_str());
-  std::printf("output     %s\n", FormatLine(document["output"]).c_str());
-  std::printf("deck port  %s\n", document["vtr"]["present"].get<bool>() ? "present" : "none");
+  PrintStatus(context, document);
   return kExitDone;
 }
 
 }  // namespace
 
 void AddStatusCommand(CLI::App& app, CommandContext& context) {
-  auto board = std::make_shared<int>(0);
+  struct StatusOptions {
+    int board = 0;
+    RemoteChoice remote;
+  };
+  auto options = std::make_shared<StatusOptions>();
   CLI::App* command =
       app.add_subcommand("status", "Tells what a board sees on its inputs and shows on its output");
-  command->add_option("--board", *board, "Index of the board in the scan")
-      ->check(CLI::NonNegativeNumber);
-  command->callback([&context, board] {
-    context.run = [board](CommandContext& run) { return RunStatus(run, *board); };
+  CLI::Option* board =
+      command->add_option("--board", options->board, "Index of the board in the scan")
+          ->check(CLI::NonNegativeNumber);
+  AddRemoteOptions(command, board, &options->remote);
+  command->callback([&context, options] {
+    context.run = [options](CommandContext& run) {
+      return options->remote.IsChosen() ? RunStatusThere(run, options->remote)
+                                        : RunStatus(run, options->board);
+    };
   });
 }
 

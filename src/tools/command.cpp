@@ -16,7 +16,7 @@ int Fail(const CommandContext& context, int32_t code, const std::string& text) {
   EndProgress();
   if (context.json) PrintJson(Json{{"error", code}, {"text", text}});
   std::cout.flush();
-  std::fprintf(stderr, "morvanectl: error %d: %s\n", code, text.c_str());
+  std::fprintf(stderr, "%s: error %d: %s\n", context.tool.c_str(), code, text.c_str());
   return kExitFailed;
 }
 

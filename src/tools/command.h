@@ -20,8 +20,9 @@ using Json = nlohmann::ordered_json;
 
 // What every command is given.
 struct CommandContext {
-  std::string machine;  // --machine, empty when not told
-  bool json = false;    // --json
+  std::string tool = "morvanectl";  // as diagnostics name it
+  std::string machine;              // --machine, empty when not told
+  bool json = false;                // --json
   // The command that was chosen; set by its callback, run by main after the line was accepted.
   std::function<int(CommandContext&)> run;
 };
@@ -57,6 +58,8 @@ void AddTimecodeCommand(CLI::App& app, CommandContext& context);
 void AddLutCommand(CLI::App& app, CommandContext& context);
 void AddCaptureCommand(CLI::App& app, CommandContext& context);
 void AddPlayCommand(CLI::App& app, CommandContext& context);
+void AddVtrCommand(CLI::App& app, CommandContext& context);
+void AddTapeCommand(CLI::App& app, CommandContext& context);
 void AddDemoCommand(CLI::App& app, CommandContext& context);
 
 }  // namespace morvane::tools

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <system_error>
 
-#include "base/byte_order.h"
 #include "processing/convert.h"
 #include "processing/pixel_format.h"
 
@@ -27,35 +26,6 @@ bool IsDeepened(const FeedPlan& plan, const NxMediaFileInfo& info) {
 // conversion does both.
 FourCCCode ReadFormat(const FeedPlan& plan, const NxMediaFileInfo& info) {
   return IsScaled(plan, info) || IsDeepened(plan, info) ? FourCCCode{info.fourcc} : plan.format;
-}
-
-// Makes 10-bit 4:2:2 of 8-bit: every component four times as large.
-void Deepen(const PicturePlace& from, const PicturePlace& to) {
-  for (int32_t y = 0; y < from.height; ++y) {
-    const uint8_t* in = from.pixels + int64_t{y} * from.pitch;
-    uint8_t* out = to.pixels + int64_t{y} * to.pitch;
-    for (int32_t pair = 0; pair < (from.width + 1) / 2; ++pair) {
-      uint32_t y0 = 0;
-      uint32_t cb = 0;
-      uint32_t cr = 0;
-      uint32_t y1 = 0;
-      UnpackYuvPair(from.fourcc, in + size_t{4} * pair, &y0, &cb, &cr, &y1, 0);
-      PackYuvPair(to.fourcc, out, y0 * 4, cb * 4, cr * 4, y1 * 4, pair);
-    }
-  }
-}
-
-// Fills `pixels` with black in the format of `plan`. Returns: 0, or the conversion's code.
-NxErr Blacken(const FeedPlan& plan, int32_t pitch, uint8_t* pixels) {
-  PageBuffer line;
-  if (!line.Allocate(static_cast<size_t>(plan.width) * 4)) return NxErrOutOfMemory;
-  for (int32_t x = 0; x < plan.width; ++x) StoreLe32(line.Data() + size_t{4} * x, kBlackRgba);
-  NxColorContext color;
-  color.matrix = plan.matrix;
-  ConvertContext context;
-  // The one line is taken for every row.
-  return ConvertImage(&context, line.Data(), plan.width, plan.height, FourCC("rgba"), 0, pixels,
-                      plan.width, plan.height, plan.format, pitch, false, &color, false, nullptr);
 }
 
 }  // namespace
@@ -151,7 +121,7 @@ void FrameFeed::Make(const Worker& worker, Slot& slot, int32_t frame) {
       return;
     }
     deep.pixels = slot.deep.Data();
-    Deepen(picture, deep);
+    DeepenPicture(picture, deep);
     picture = deep;
   }
   slot.pixels = picture.pixels;
@@ -159,22 +129,27 @@ void FrameFeed::Make(const Worker& worker, Slot& slot, int32_t frame) {
 }
 
 void FrameFeed::Scale(const PicturePlace& picture, Slot& slot) const {
-  const int32_t pitch = PixelPitch(plan_.format, plan_.width);
-  const auto bytes = static_cast<size_t>(pitch) * static_cast<size_t>(plan_.height);
-  // The conversion leaves columns beside a narrower picture as they are, so they are drawn once.
-  if (slot.scaled.Data() == nullptr) {
-    slot.result =
-        slot.scaled.Allocate(bytes) ? Blacken(plan_, pitch, slot.scaled.Data()) : NxErrOutOfMemory;
-    if (slot.result != NxErrSuccess) return;
-  }
+  PicturePlace to{nullptr, plan_.width, plan_.height, plan_.format,
+                  PixelPitch(plan_.format, plan_.width)};
+  const auto bytes = static_cast<size_t>(to.pitch) * static_cast<size_t>(to.height);
   NxColorContext color;
   color.matrix = plan_.matrix;
+  // The conversion leaves columns beside a narrower picture as they are, so they are drawn once.
+  if (slot.scaled.Data() == nullptr) {
+    if (!slot.scaled.Allocate(bytes)) {
+      slot.result = NxErrOutOfMemory;
+      return;
+    }
+    to.pixels = slot.scaled.Data();
+    slot.result = BlackenPicture(to, color);
+    if (slot.result != NxErrSuccess) return;
+  }
+  to.pixels = slot.scaled.Data();
   ConvertContext context;
-  slot.result =
-      ConvertImage(&context, picture.pixels, picture.width, picture.height, picture.fourcc,
-                   picture.pitch, slot.scaled.Data(), plan_.width, plan_.height, plan_.format,
-                   pitch, plan_.stretch, &color, false, &kBlackRgba);
-  slot.pixels = slot.scaled.Data();
+  slot.result = ConvertImage(&context, picture.pixels, picture.width, picture.height,
+                             picture.fourcc, picture.pitch, to.pixels, to.width, to.height,
+                             to.fourcc, to.pitch, plan_.stretch, &color, false, &kBlackRgba);
+  slot.pixels = to.pixels;
 }
 
 }  // namespace morvane::tools

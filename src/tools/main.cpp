@@ -1,24 +1,12 @@
-#include <unistd.h>
+#include <string>
 
-#include <cstdio>
-#include <exception>
-#include <iostream>
-
-#include "base/message_hook.h"
-#include "base/system.h"
-#include "media/media_factory.h"
 #include "tools/command.h"
-#include "tools/stop_signal.h"
+#include "tools/tool_main.h"
 #include "tools/version.h"
 
 namespace {
 
 using morvane::tools::CommandContext;
-
-// Messages of the driver layer: what the window shows in a box, the tool says as a diagnostic.
-void PrintMessage(void*, const char* caption, const char* text) {
-  std::fprintf(stderr, "%s: %s\n", caption, text);
-}
 
 int RunCommandLine(int argc, char** argv) {
   CommandContext context;
@@ -44,35 +32,16 @@ int RunCommandLine(int argc, char** argv) {
   morvane::tools::AddLutCommand(app, context);
   morvane::tools::AddCaptureCommand(app, context);
   morvane::tools::AddPlayCommand(app, context);
+  morvane::tools::AddVtrCommand(app, context);
+  morvane::tools::AddTapeCommand(app, context);
   morvane::tools::AddDemoCommand(app, context);
   morvane::tools::AddRegistersCommand(app, context);
   morvane::tools::AddCompletionCommand(app, context);
-  try {
-    app.parse(argc, argv);
-  } catch (const CLI::ParseError& error) {
-    const int result = app.exit(error);
-    return result == 0 ? morvane::tools::kExitDone : morvane::tools::kExitUsage;
-  }
-  try {
-    return context.run(context);
-  } catch (const std::exception& failure) {  // of a library; ours do not throw
-    return morvane::tools::Fail(context, morvane::NxErrFailure, failure.what());
-  }
+  return morvane::tools::RunParsed(app, context, argc, argv);
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-  morvane::SetMessageHook(PrintMessage, nullptr);
-  morvane::tools::InstallStopSignals();
-  if (morvane::NxMediaFileInit() != morvane::NxErrSuccess) {
-    std::fputs("morvanectl: error -2: The media layer cannot start.\n", stderr);
-    return morvane::tools::kExitFailed;
-  }
-  const int result = RunCommandLine(argc, argv);
-  morvane::NxMediaFileDeinit();
-  std::cout.flush();
-  // A thread that would not stop may still touch what the destructors would free.
-  if (morvane::NxAnyThreadAbandoned()) _exit(result);
-  return result;
+  return morvane::tools::RunTool("morvanectl", RunCommandLine, argc, argv);
 }

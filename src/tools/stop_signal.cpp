@@ -9,10 +9,13 @@ namespace morvane::tools {
 namespace {
 
 std::atomic<int> g_signals{0};
+std::atomic<void (*)()> g_action{nullptr};
 static_assert(std::atomic<int>::is_always_lock_free, "used in a signal handler");
+static_assert(std::atomic<void (*)()>::is_always_lock_free, "used in a signal handler");
 
 void OnSignal(int number) {
   if (g_signals.fetch_add(1) >= 1) _exit(128 + number);
+  if (void (*action)() = g_action.load()) action();
 }
 
 }  // namespace
@@ -28,6 +31,10 @@ void InstallStopSignals() {
   // the end of a capture.
   signal(SIGPIPE, SIG_IGN);
   signal(SIGXFSZ, SIG_IGN);
+}
+
+void OnStopSignal(void (*action)()) {
+  g_action.store(action);
 }
 
 bool StopAsked() {

@@ -102,6 +102,18 @@ TEST_F(BoardLocksTest, LeavesAloneWhatTheBoardHasNot) {
   EXPECT_FALSE(IsTaken("SornAudio1"));
 }
 
+TEST_F(BoardLocksTest, ClosedLocksAreFreeAndCanBeMadeAgain) {
+  BoardLocks locks;
+  ASSERT_TRUE(locks.Create());
+  EXPECT_EQ(locks.Acquire(1), NxErrSuccess);
+  locks.Close();
+  EXPECT_FALSE(locks.IsHeld(1));
+  EXPECT_FALSE(IsTaken("SornCard1"));
+  EXPECT_EQ(locks.Acquire(1), NxErrBoardBusy);
+  ASSERT_TRUE(locks.Create());
+  EXPECT_EQ(locks.Acquire(1), NxErrSuccess);
+}
+
 TEST_F(BoardLocksTest, DestructorGivesBack) {
   {
     BoardLocks locks;

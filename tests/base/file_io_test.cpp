@@ -282,6 +282,8 @@ TEST_F(FileTest, FaultReachesEveryCall) {
        [](File* file, const std::string&, const std::string&) { return file->Truncate(0); }},
       {FileCall::kSync,
        [](File* file, const std::string&, const std::string&) { return file->Sync(); }},
+      {FileCall::kSync,
+       [](File* file, const std::string&, const std::string&) { return file->SyncFileSystem(); }},
       {FileCall::kFolderSync,
        [](File*, const std::string& path, const std::string&) {
          return FolderSync(std::filesystem::path(path).parent_path());

@@ -1,13 +1,12 @@
 #include "base/shared_word.h"
 
 #include <gtest/gtest.h>
-#include <stdio.h>
-#include <stdlib.h>
 
 #include <cstdint>
 #include <string>
 
 #include "base/system.h"
+#include "support/disassembly.h"
 
 // The shape of every engine loop: look at the stop word, do a round, publish a count.
 extern "C" __attribute__((noinline, used)) uint32_t SharedWordLoop(
@@ -32,38 +31,17 @@ extern "C" __attribute__((noinline, used)) uint32_t LockedLoop(std::atomic<uint3
 namespace morvane {
 namespace {
 
-#if defined(__SANITIZE_THREAD__) || defined(__SANITIZE_ADDRESS__) || !defined(__x86_64__)
-constexpr bool kPlainCode = false;
-#else
-constexpr bool kPlainCode = true;
-#endif
-
-std::string Disassembly(const std::string& function) {
-  char self[4096];
-  if (NxModulePath(self, sizeof self) != NxErrSuccess) return {};
-  const std::string command =
-      "objdump -d --no-show-raw-insn --disassemble=" + function + " '" + self + "' 2>/dev/null";
-  FILE* pipe = popen(command.c_str(), "r");
-  std::string text;
-  char part[4096];
-  while (fgets(part, sizeof part, pipe) != nullptr) text += part;
-  pclose(pipe);
-  return text;
-}
-
-bool HasLockedInstruction(const std::string& text) {
-  return text.find("lock ") != std::string::npos || text.find("xchg ") != std::string::npos;
-}
-
 TEST(SharedWord, LoopHasNoLockedInstruction) {
-  if (!kPlainCode) GTEST_SKIP() << "the sanitizers replace atomic operations by calls";
-  if (system("objdump --version >/dev/null 2>&1") != 0) GTEST_SKIP() << "objdump is missing";
-  const std::string loop = Disassembly("SharedWordLoop");
+  if (!test::kPlainCode) GTEST_SKIP() << "the sanitizers replace atomic operations by calls";
+  if (!test::HaveObjdump()) GTEST_SKIP() << "objdump is missing";
+  char self[4096];
+  ASSERT_EQ(NxModulePath(self, sizeof self), NxErrSuccess);
+  const std::string loop = test::Disassembly(self, "SharedWordLoop");
   ASSERT_NE(loop.find("ret"), std::string::npos) << loop;
-  EXPECT_FALSE(HasLockedInstruction(loop)) << loop;
-  const std::string contrast = Disassembly("LockedLoop");
+  EXPECT_EQ(test::LockedInstructions(loop), "");
+  const std::string contrast = test::Disassembly(self, "LockedLoop");
   ASSERT_NE(contrast.find("ret"), std::string::npos) << contrast;
-  EXPECT_TRUE(HasLockedInstruction(contrast)) << contrast;
+  EXPECT_NE(test::LockedInstructions(contrast), "") << contrast;
 }
 
 TEST(SharedWord, LoopCounts) {

@@ -90,6 +90,15 @@ TEST(ModulePath, NeedsRoomForItsTerminator) {
   EXPECT_EQ(NxModulePath(path.data(), 0), NxErrFailure);
 }
 
+TEST(Screen, IsNoneUntilTheProgramTellsIt) {
+  EXPECT_EQ(NxScreenWidth(), 0u);
+  EXPECT_EQ(NxScreenHeight(), 0u);
+  NxSetScreenSize(1280, 1024);
+  EXPECT_EQ(NxScreenWidth(), 1280u);
+  EXPECT_EQ(NxScreenHeight(), 1024u);
+  NxSetScreenSize(0, 0);
+}
+
 TEST(Processors, AreThoseThatTheProcessMayRunOn) {
   const std::string all = test::ProcessorsOfCaller();
   const int count = static_cast<int>(NxProcessorCount());

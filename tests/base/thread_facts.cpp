@@ -5,8 +5,11 @@
 #include <unistd.h>
 
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <sstream>
+
+#include "base/system.h"
 
 namespace morvane::test {
 
@@ -21,6 +24,23 @@ std::string ProcessorsOfThread(uint32_t threadId) {
     if (line.rfind(wanted, 0) == 0) return line.substr(wanted.size());
   }
   return "not found";
+}
+
+std::set<uint32_t> ThreadIds() {
+  // The starter comes with the first thread and stays. The thread itself may take its time to
+  // vanish, so there is one alone, before the first look.
+  static const bool started = [] {
+    NxHandle first = NxCreateThread([](void*) {}, nullptr, 0, 1, kNxAllProcessors, nullptr);
+    const bool ended = NxWait(first, kNxWaitForever) == NxErrSuccess;
+    NxCloseHandle(first);
+    return ended;
+  }();
+  (void)started;
+  std::set<uint32_t> ids;
+  for (const auto& task : std::filesystem::directory_iterator("/proc/self/task")) {
+    ids.insert(static_cast<uint32_t>(std::stoul(task.path().filename())));
+  }
+  return ids;
 }
 
 std::string ProcessorsOfCaller() {

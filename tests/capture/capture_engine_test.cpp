@@ -196,6 +196,14 @@ TEST_F(CaptureEngineTest, TheDesktopShowsFramesOfTheJobWhereAskedFor) {
       EXPECT_EQ(486, frame.height);
       EXPECT_EQ(1440, frame.rowBytes);
       EXPECT_EQ(FourCC("2vuy"), frame.fourcc);
+      EXPECT_EQ(10, frame.aspectX);
+      EXPECT_EQ(11, frame.aspectY);
+      EXPECT_EQ(0.5F, frame.zoomX);
+      EXPECT_EQ(0.5F, frame.zoomY);
+      EXPECT_EQ(-3, frame.originX);
+      EXPECT_EQ(12, frame.originY);
+      EXPECT_EQ(4, frame.modeA);
+      EXPECT_EQ(1, frame.fields.flagA);
       std::vector<uint8_t> pixels(frame.picture, frame.picture + kNtscBytes);
       const uint32_t number = BurnedInNumber(pixels, 720);
       EXPECT_LT(last, number);
@@ -206,6 +214,8 @@ TEST_F(CaptureEngineTest, TheDesktopShowsFramesOfTheJobWhereAskedFor) {
     uint32_t last = 0;
   };
   ASSERT_NO_FATAL_FAILURE(Begin(BarsMachine()));
+  ASSERT_EQ(NxErrSuccess, engine_->SetDisplaySize(2));
+  ASSERT_EQ(NxErrSuccess, engine_->SetDisplayOrigin(-3, 12));
   Sink sink;
   for (const int32_t mode : {1, 2}) {  // while idle, while capturing
     ASSERT_EQ(NxErrSuccess, engine_->SetDisplayToDesktop(mode));

@@ -50,8 +50,8 @@ class FakeDriverPort final : public DriverPort {
 
   // ---- what tests look at and set ----
   std::vector<Device> devices;
-  std::map<uint32_t, uint32_t> registers;  // those not here read 0
-  std::set<uint32_t> refusedRegisters;
+  std::map<uint32_t, uint32_t> registers;                            // those not here read 0
+  std::set<uint32_t> refusedRegisters, refusedReads, refusedWrites;  // both ways; one way
   uint32_t failFrom = 4096;  // hardware registers from here to 9999 fail
   std::vector<Call> calls;
   std::set<uint32_t> refusedProperties;
@@ -60,6 +60,7 @@ class FakeDriverPort final : public DriverPort {
   uint32_t opens = 0, closes = 0;
   uint32_t registerWindow = 16384;
   std::vector<uint8_t> flash;
+  bool flashStuck = false;  // register 58 says busy for ever
   std::function<void(const Call&, uint8_t* out, size_t bytes)> circulate;
 
   [[nodiscard]] std::vector<Call> Writes() const {
@@ -75,6 +76,11 @@ class FakeDriverPort final : public DriverPort {
       if (call.IsWrite() && call.Register() == number) result.push_back(call);
     }
     return result;
+  }
+  [[nodiscard]] size_t ReadsOf(uint32_t number) const {
+    size_t count = 0;
+    for (const Call& call : calls) count += call.IsRead() && call.Register() == number ? 1 : 0;
+    return count;
   }
   [[nodiscard]] size_t Count(uint32_t property) const {
     size_t count = 0;
@@ -165,6 +171,8 @@ class FakeDriverPort final : public DriverPort {
   bool AccessRegister(const Call& call, uint8_t* out) {
     const uint32_t number = call.Register();
     if ((number >= failFrom && number < 10000) || refusedRegisters.count(number) != 0) return false;
+    const auto& refused = call.IsWrite() ? refusedWrites : refusedReads;
+    if (refused.count(number) != 0) return false;
     const uint32_t mask = call.Word(32), shift = call.Word(36);
     if (call.IsWrite()) {
       uint32_t& stored = registers[number];
@@ -175,6 +183,7 @@ class FakeDriverPort final : public DriverPort {
     if (number == 61 && registers[59] + 4 <= flash.size()) {
       std::memcpy(&value, flash.data() + registers[59], 4);
     }
+    if (number == 58 && flashStuck) value = 0x100;
     if (number == 18) value = ++line_ / 2;  // 0 1 1 2 2 ...: stands still on every other read
     Put(out, 28, (value & mask) >> shift);
     return true;

@@ -238,6 +238,25 @@ TEST(PatternDrawing, VerticalSweepReachesItsExtremes) {
   EXPECT_EQ(lowest, 217u);
 }
 
+TEST(PatternDrawing, SlantRampRisesAlongTheLineAndMovesByAPixelALine) {
+  const Frame frame = Draw(TestPatternSlantRamp, Raster(0));
+  constexpr uint32_t kPixels = 1920;
+  const auto sample = [&](uint32_t y, uint32_t index) {
+    return LoadLe32(frame.data() + size_t{y} * 5120 + index / 3 * 4) >> index % 3 * 10 & 0x3FF;
+  };
+  for (const uint32_t y : {0u, 1u, 1079u}) {
+    for (uint32_t x = 0; x < kPixels; ++x) {
+      ASSERT_EQ(sample(y, 2 * x), 512u) << x << ", " << y;
+      ASSERT_EQ(sample(y, 2 * x + 1), 64 + (x + y) % kPixels * 876 / (kPixels - 1))
+          << x << ", " << y;
+    }
+  }
+  EXPECT_EQ(sample(0, 1), 64u);
+  EXPECT_EQ(sample(0, 3839), 940u);
+  EXPECT_EQ(sample(1079, 2 * 840 + 1), 940u);
+  EXPECT_EQ(sample(1079, 2 * 841 + 1), 64u);
+}
+
 // Colour of pixel (x, y) of a frame in format 2.
 std::array<int, 3> At(const Frame& frame, const PatternRaster& raster, uint32_t x, uint32_t y) {
   const uint8_t* p =
@@ -326,9 +345,10 @@ TEST(PatternDrawing, EverythingThatHasAShapeIsDrawnAndNothingBeside) {
       for (const bool wide : {false, true}) {
         PatternRaster raster = Raster(format, standard);
         raster.wide2K = wide;
-        // The cheap patterns everywhere; the zone plate stands for the computed ones at 525.
-        for (const uint32_t number : {0u, 5u, 8u, 9u, 12u}) {
-          if (number == 12 && standard != Standard525) continue;
+        // The cheap patterns everywhere; the computed ones at 525, ramp and sweep at 720 too.
+        for (const uint32_t number : {0u, 5u, 8u, 9u, 10u, 11u, 12u}) {
+          const bool small = standard == Standard525 || (number < 12 && standard == Standard720);
+          if (number >= 10 && !small) continue;
           const uint32_t bytes = PatternDescriptor(raster).FrameBytes();
           Frame frame(bytes + 2 * kGuard, 0xEE);
           const char* refusal = PatternRefusal(number, raster);
@@ -415,6 +435,44 @@ TEST(PatternDrawing, WordsForWhatCannotBeDrawn) {
       EXPECT_EQ(PatternRefusal(0, raster), nullptr) << format;
     } else {
       EXPECT_STREQ(PatternRefusal(0, raster), kFormat) << format;
+    }
+  }
+}
+
+TEST(PatternDrawing, LinesOf2048PixelsHaveThePitchOfTheirFormat) {
+  const struct {
+    uint32_t format, pitchWords;
+  } kRows[] = {{0, 1376}, {1, 1024}, {5, 1024},  {2, 2048},  {3, 2048},  {4, 2048},
+               {6, 2048}, {7, 2048}, {15, 2048}, {20, 2048}, {12, 1536}, {13, 1536}};
+  for (const auto& row : kRows) {
+    PatternRaster raster = Raster(row.format);
+    raster.wide2K = true;
+    const RQD5FormatDescriptor shape = PatternDescriptor(raster);
+    EXPECT_EQ(shape.numPixels, 2048u) << row.format;
+    EXPECT_EQ(shape.linePitch, row.pitchWords) << row.format;
+    EXPECT_EQ(shape.numLines, 1080u) << row.format;
+  }
+}
+
+// What a line of the reduced formats holds: fewer pixels, and half the lines in format 10.
+TEST(PatternDrawing, ReducedFormatsHoldTheResampledLine) {
+  const PatternSamples stored = UnpackStoredLine(GetStoredLine(PatternLine::Multiburst, false));
+  for (const uint32_t standard : {uint32_t{Standard1080}, uint32_t{Standard720}}) {
+    for (const uint32_t format : {9u, 10u, 11u}) {
+      const PatternRaster raster = Raster(format, standard);
+      const RQD5FormatDescriptor shape = PatternDescriptor(raster);
+      const RQD5FormatDescriptor whole = PatternDescriptor(Raster(1, standard));
+      EXPECT_LT(shape.numPixels, whole.numPixels) << format;
+      EXPECT_EQ(shape.numLines, format == 10 ? whole.numLines / 2 : whole.numLines) << format;
+      const PatternSamples samples = ResamplePattern(stored, static_cast<int32_t>(shape.numPixels));
+      const Frame frame = Draw(3, raster);
+      const size_t pitch = size_t{shape.linePitch} * 4;
+      for (const size_t y : {size_t{0}, size_t{shape.numLines} - 1}) {
+        for (size_t i = 0; i < samples.size(); ++i) {
+          const size_t at = format == 10 ? i ^ 1 : i;
+          ASSERT_EQ(frame[y * pitch + at], samples[i] >> 2) << format << " sample " << i;
+        }
+      }
     }
   }
 }

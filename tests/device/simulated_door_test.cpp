@@ -144,6 +144,28 @@ TEST_F(SimulatedDoor, LocksAreRequestsOfEngineZeroInTheTrace) {
   EXPECT_EQ(word(lines[1], 36), "00000000");
 }
 
+// A card without a rate has no boundary at which a ring could come to rest.
+TEST_F(SimulatedDoor, StopEndsByAbortWhereNoBoundaryComes) {
+  MachineDescription machine = BuiltInMachine();
+  machine.trace = test::FreshFolder("trace") + "/trace.txt";
+  Build(machine);
+  ASSERT_TRUE(card_.Open(0, false, 8, nullptr));
+  const bool flags[8] = {};
+  ASSERT_TRUE(card_.InitAutoCirculate(1, 0, 28, flags, false));
+  ASSERT_TRUE(card_.StartAutoCirculate(1));
+  EXPECT_TRUE(card_.StopAutoCirculate(1));
+  RQD5AutoCirculateStatus status = {};
+  ASSERT_TRUE(card_.GetAutoCirculate(1, &status));
+  EXPECT_EQ(status.state, uint32_t{ACStateIdle});
+  card_.Close();
+  std::ifstream file(machine.trace);
+  std::string commands;  // the first byte behind the header of every control record
+  for (std::string line; std::getline(file, line);) {
+    if (line.rfind("set 6 56 ", 0) == 0) commands += line.substr(9 + 48, 2) + " ";
+  }
+  EXPECT_EQ(commands, "00 01 02 09 ");  // init, start, stop, abort
+}
+
 TEST_F(SimulatedDoor, TheQuadBitOfTheQuadBoard) {
   BuildBoards({BoardQuince});
   ASSERT_TRUE(card_.Open(0, false, 8, nullptr));

@@ -3,6 +3,7 @@
 
 #include <vector>
 
+#include "base/clock.h"
 #include "device/card.h"
 #include "simulator/machine_description.h"
 #include "simulator/simulated_driver.h"
@@ -28,6 +29,7 @@ TEST(SimulatedRealTime, ARealClockPlaysThreeHundredFramesWithoutADrop) {
   RQD5AutoCirculateTransferStatus sent{};
   RQD5AutoCirculateStatus status{};
   for (int i = 0; i < 10; ++i) ASSERT_TRUE(card.TransferAutoCirculate(&transfer, &sent));
+  const int64_t start = NxClockNowNs();
   ASSERT_TRUE(card.StartAutoCirculate(1));
   uint64_t firstBoundary = 0;
   uint32_t firstProcessed = 0;
@@ -44,6 +46,10 @@ TEST(SimulatedRealTime, ARealClockPlaysThreeHundredFramesWithoutADrop) {
       card.SleepMs(1);
     }
   }
+  // The card keeps the time of the wall: 10.01 s, less what of a frame had passed at the start.
+  const double seconds = static_cast<double>(NxClockNowNs() - start) * 1e-9;
+  EXPECT_GE(seconds, 10.01 - 0.034);
+  EXPECT_LT(seconds, 12.0);
   EXPECT_EQ(status.framesDropped, 0u);
   // Frames of 1001/30000 s in units of 100 ns, each boundary within one unit.
   const double frames = status.framesProcessed - firstProcessed;

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "media/still_clip.h"
+#include "media/still_checks.h"
 
 namespace morvane {
 namespace {
@@ -10,14 +10,7 @@ namespace {
 using namespace morvane::test;
 
 constexpr NxFileType kType = NxFileTypeCIN;
-
-std::string Changed(size_t at, const std::vector<uint8_t>& bytes) {
-  const std::string path = WritePicture(kType, FreshFolder("changed"), FourCC("10rb"), 1, 64, 48);
-  std::vector<uint8_t> file = ReadBytes(path);
-  std::copy(bytes.begin(), bytes.end(), file.begin() + static_cast<ptrdiff_t>(at));
-  WriteBytes(path, file);
-  return path;
-}
+constexpr StillSample kSample = {kType, FourCC("10rb"), kOrientationTopDown};
 
 TEST(Cineon, OffersOneRow) {
   EXPECT_EQ(TableText(kType), "10rb|10-bit Log RGB 4:4:4 (BE)|1|10\n");
@@ -97,52 +90,32 @@ TEST(Cineon, NameSaysWhatWasWritten) {
 }
 
 TEST(Cineon, RefusesWhatItCannotRead) {
-  const struct {
-    const char* what;
-    size_t at;
-    std::vector<uint8_t> bytes;
-  } kRows[] = {{"magic the other way round", 0, {0xD7, 0x5F, 0x2A, 0x80}},
-               {"packing 4", 681, {4}},
-               {"packing 0", 681, {0}},
-               {"orientation 2", 192, {2}},
-               {"one element", 193, {1}},
-               {"16 bits in the third channel", 254, {16}},
-               {"width 0", 200, {0, 0, 0, 0}},
-               {"width 8193", 200, {0, 0, 0x20, 1}},
-               {"height 8193", 204, {0, 0, 0x20, 1}},
-               {"width of all ones", 200, {255, 255, 255, 255}},
-               {"image offset at the end", 4, {0, 0, 0x38, 0}},
-               {"image offset of all ones", 4, {255, 255, 255, 255}}};
-  for (const auto& row : kRows) {
-    EXPECT_EQ(OpenCode(Changed(row.at, row.bytes)), NxErrVideoFormatNotSupported) << row.what;
-  }
+  ExpectRefused(kSample, {{"magic the other way round", 0, {0xD7, 0x5F, 0x2A, 0x80}},
+                          {"packing 4", 681, {4}},
+                          {"packing 0", 681, {0}},
+                          {"orientation 2", 192, {2}},
+                          {"one element", 193, {1}},
+                          {"16 bits in the third channel", 254, {16}},
+                          {"width 0", 200, {0, 0, 0, 0}},
+                          {"width 8193", 200, {0, 0, 0x20, 1}},
+                          {"height 8193", 204, {0, 0, 0x20, 1}},
+                          {"width of all ones", 200, {255, 255, 255, 255}},
+                          {"image offset at the end", 4, {0, 0, 0x38, 0}},
+                          {"image offset of all ones", 4, {255, 255, 255, 255}}});
 }
 
 TEST(Cineon, ImageOffsetIsTakenAsItStands) {
   NxMediaFileInfo info;
-  ASSERT_EQ(OpenCode(Changed(4, {0, 0, 0x06, 0x80}), &info), NxErrSuccess);
+  ASSERT_EQ(OpenCode(Changed(kSample, 4, {0, 0, 0x06, 0x80}), &info), NxErrSuccess);
   EXPECT_EQ(int32_t{info.imageOffset}, 1664);
 }
 
 TEST(Cineon, FrameOfAnotherWidthInTheMiddleIsBlack) {
-  const std::string folder = FreshFolder("middle");
-  const auto good = Picture(FourCC("10rb"), 64, 48, 1);
-  ASSERT_EQ(WriteStills(kType, folder, PictureInfo(64, 48, FourCC("10rb")), {good, good, good}),
-            NxErrSuccess);
-  WriteBytes(FramePath(folder, kType, 1),
-             ReadBytes(WritePicture(kType, FreshFolder("other"), FourCC("10rb"), 1, 60, 48)));
-  EXPECT_EQ(StoredPixels(FramePath(folder, kType), 1), std::vector<uint8_t>(good.size(), 0));
-  EXPECT_EQ(StoredPixels(FramePath(folder, kType), 2), good);
+  ExpectBlackInTheMiddle(kSample, OtherFrame(kType, FourCC("10rb"), 1, 60, 48));
 }
 
 TEST(Cineon, CreatesOnlyItsOwnFormats) {
-  for (const char* code : {"10rl", "11rQ", "bgrA"}) {
-    const char text[5] = {code[0], code[1], code[2], code[3], 0};
-    const std::string folder = FreshFolder("create");
-    EXPECT_EQ(WriteStills(kType, folder, PictureInfo(64, 48, FourCC(text)), {}),
-              NxErrVideoFormatNotSupported);
-    EXPECT_FALSE(Exists(FramePath(folder, kType)));
-  }
+  ExpectNotCreated(kType, {"10rl", "11rQ", "bgrA"});
 }
 
 }  // namespace

@@ -1,5 +1,9 @@
 #include <gtest/gtest.h>
 
+#include <cerrno>
+#include <chrono>
+#include <cstdio>
+#include <filesystem>
 #include <memory>
 
 #include "base/file_io.h"
@@ -266,11 +270,38 @@ TEST(SequenceNames, HalfAnAspectCountsAsNone) {
   EXPECT_EQ(info.parDen, -1);
 }
 
+TEST(SequenceNames, SidecarThatCannotBeOpenedIsAnErrorOfTheClip) {
+  const std::string folder = FreshFolder("names");
+  ASSERT_TRUE(WriteYuvClip(folder, "clip", 1, "000001"));
+  const std::string path = folder + "/clip_000001.yuv";
+  const struct {
+    int error;
+    NxErr result;
+  } rows[] = {{EACCES, NxErrOpenVideoFile}, {EIO, NxErrOpenVideoFile}, {ENOENT, NxErrSuccess}};
+  for (const auto& row : rows) {
+    NxMediaFileInfo info;
+    MediaFilePtr file;
+    const FileFault fault(FileCall::kOpen, 2, row.error);  // the first is that of the frame
+    EXPECT_EQ(Open(path, &info, &file), row.result) << row.error;
+    EXPECT_EQ(fault.Failed(), 1);
+  }
+  ASSERT_EQ(std::remove((folder + "/clip_000001.vyr").c_str()), 0);
+  ASSERT_EQ(mkdir((folder + "/clip_000001.vyr").c_str(), 0755), 0);
+  NxMediaFileInfo info;
+  MediaFilePtr file;
+  EXPECT_EQ(Open(path, &info, &file), 100005) << "a folder in its place";
+}
+
 TEST(SequenceNames, ExistingSidecarStaysAsItIs) {
   const std::string folder = FreshFolder("names");
-  WriteText(folder + "/clip_000000.vyr", "somebody's");
+  const std::string path = folder + "/clip_000000.vyr";
+  WriteText(path, "somebody's");
+  const auto longAgo = std::filesystem::file_time_type::clock::now() - std::chrono::hours(1);
+  std::filesystem::last_write_time(path, longAgo);
+  const auto before = std::filesystem::last_write_time(path);
   ASSERT_TRUE(WriteYuvClip(folder, "clip", 2)) << "and Close says 0";
-  EXPECT_EQ(ReadText(folder + "/clip_000000.vyr"), "somebody's");
+  EXPECT_EQ(ReadText(path), "somebody's");
+  EXPECT_EQ(std::filesystem::last_write_time(path), before);
 }
 
 TEST(SequenceNames, SidecarNamesTheFirstFrame) {

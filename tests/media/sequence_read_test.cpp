@@ -343,6 +343,11 @@ TEST(SequenceRead, ClosedFilesReadNothingUntilReopened) {
   NxImageReadRequest request = PlainRead(clip.info, &buffer);
   ASSERT_EQ(clip.file->SetFilesOpen(false), 0);
   EXPECT_NE(clip.file->ReadImage(&request), 0);
+  const std::string path = clip.folder + "/clip_000000.yuv";
+  request.useExactName = 1;
+  request.exactName = path.c_str();
+  EXPECT_NE(clip.file->ReadImage(&request), 0) << "nor a file with a name of its own";
+  request.useExactName = 0;
   EXPECT_EQ(clip.file->GetFrameCount(), 3) << "logically open";
   ASSERT_EQ(clip.file->SetFilesOpen(true), 0);
   EXPECT_EQ(clip.file->ReadImage(&request), 0);

@@ -32,7 +32,7 @@ std::string TypeName(const testing::TestParamInfo<NxFileType>& info) {
 }
 INSTANTIATE_TEST_SUITE_P(Formats, StillRows, testing::ValuesIn(kStillTypes), TypeName);
 
-TEST(StillInterop, TimecodeOfBothByteOrdersIsRightInFfprobe) {
+TEST(StillInterop, TimecodeAndUserBitsOfBothByteOrdersAreRightInOthers) {
   for (const FourCCCode fourcc : {FourCC("11rb"), FourCC("11rl")}) {
     const std::string folder = FreshFolder("timecode");
     const MediaFilePtr file(CreateMediaFile(NxFileTypeDPX));
@@ -42,12 +42,15 @@ TEST(StillInterop, TimecodeOfBothByteOrdersIsRightInFfprobe) {
     NxImageWriteRequest request = CopiedWrite(info, pixels.data());
     request.timeCode.flags = kTimeCodePresent;
     request.timeCode.timeCode = 0x12345601;
+    request.timeCode.userBits = 0x78563412;
     ASSERT_EQ(file->WriteImage(&request), NxErrSuccess);
     ASSERT_EQ(file->Close(), NxErrSuccess);
     const std::string path = FramePath(folder, NxFileTypeDPX);
     EXPECT_NE(Output("ffprobe -show_frames '" + path + "'").find("timecode=01:56:34:12"),
               std::string::npos);
-    EXPECT_NE(Output("oiiotool --info -v '" + path + "'").find("01:56:34:12"), std::string::npos);
+    const std::string seen = Output("oiiotool --info -v '" + path + "'");
+    EXPECT_NE(seen.find("01:56:34:12"), std::string::npos) << seen;
+    EXPECT_NE(seen.find("dpx:UserBits: 305419896"), std::string::npos) << seen;  // 0x12345678
   }
 }
 
@@ -81,13 +84,25 @@ constexpr ForeignFile kForeignFiles[] = {
     // Its image begins at 1664, so it reads one pixel late.
     {"ffmpeg-10.dpx", "ffmpeg -v error -y -i %i -pix_fmt gbrp10le %o", NxErrSuccess, "11rl", 1668,
      Arrival::kOtherwise},
+    {"ffmpeg-10-big.dpx", "ffmpeg -v error -y -i %i -pix_fmt gbrp10be %o", NxErrSuccess, "11rb",
+     1668, Arrival::kOtherwise},
+    {"ffmpeg-12.dpx", "ffmpeg -v error -y -i %i -pix_fmt gbrp12le %o", NxErrVideoFormatNotSupported,
+     "", 0, Arrival::kRefused},
     {"oiiotool-8.dpx", "oiiotool %i -d uint8 -o %o", NxErrVideoFormatNotSupported, "", 0,
      Arrival::kRefused},
     {"oiiotool-10.dpx", "oiiotool %i -d uint10 -o %o", NxErrSuccess, "11rl", 8192, Arrival::kExact},
+    {"oiiotool-10-big.dpx", "oiiotool %i -d uint10 --attrib oiio:Endian big -o %o", NxErrSuccess,
+     "11rb", 8192, Arrival::kExact},
+    {"oiiotool-12.dpx", "oiiotool %i -d uint12 -o %o", NxErrVideoFormatNotSupported, "", 0,
+     Arrival::kRefused},
+    {"oiiotool-16.dpx", "oiiotool %i -d uint16 -o %o", NxErrVideoFormatNotSupported, "", 0,
+     Arrival::kRefused},
     {"magick-8.dpx", "convert-im6.q16 %i -depth 8 %o", NxErrVideoFormatNotSupported, "", 0,
      Arrival::kRefused},
     {"magick-10.dpx", "convert-im6.q16 %i -depth 10 %o", NxErrSuccess, "11rb", 8192,
      Arrival::kOtherwise},
+    {"magick-16.dpx", "convert-im6.q16 %i -depth 16 %o", NxErrVideoFormatNotSupported, "", 0,
+     Arrival::kRefused},
     {"magick.cin", "convert-im6.q16 %i %o", NxErrVideoFormatNotSupported, "", 0, Arrival::kRefused},
     {"ffmpeg.tga", "ffmpeg -v error -y -i %i %o", NxErrSuccess, "bgr ", 18, Arrival::kExact},
     {"ffmpeg-plain.tga", "ffmpeg -v error -y -i %i -rle 0 %o", NxErrSuccess, "bgr ", 18,
@@ -117,6 +132,11 @@ constexpr ForeignFile kForeignFiles[] = {
     {"ffmpeg.tif", "ffmpeg -v error -y -i %i %o", NxErrSuccess, "rgba", 0, Arrival::kExact},
     {"ffmpeg-lzw.tif", "ffmpeg -v error -y -i %i -compression_algo lzw %o", NxErrSuccess, "rgba", 0,
      Arrival::kExact},
+    {"ffmpeg-raw.tif", "ffmpeg -v error -y -i %i -compression_algo raw %o", NxErrSuccess, "rgba", 0,
+     Arrival::kExact},
+    // Its way up to 16 bits ends below white.
+    {"ffmpeg-48.tif", "ffmpeg -v error -y -i %i -pix_fmt rgb48le -compression_algo raw %o",
+     NxErrSuccess, "rgba", 0, Arrival::kOtherwise},
     {"oiiotool.tif", "oiiotool %i -o %o", NxErrSuccess, "rgba", 0, Arrival::kExact},
     {"oiiotool-strips.tif", "oiiotool %i --compression none -o %o", NxErrSuccess, "rgba", 0,
      Arrival::kExact},
@@ -130,6 +150,10 @@ constexpr ForeignFile kForeignFiles[] = {
     {"magick-big.tif",
      "convert-im6.q16 %i -type TrueColor -define tiff:endian=msb -compress none %o", NxErrSuccess,
      "rg2b", 8, Arrival::kExact},
+    {"magick-16.tif", "convert-im6.q16 %i -type TrueColor -depth 16 -compress none %o",
+     NxErrSuccess, "RGB ", 8, Arrival::kExact},
+    {"magick-alpha.tif", "convert-im6.q16 %i -type TrueColorAlpha -alpha set -compress none %o",
+     NxErrSuccess, "rgba", 8, Arrival::kExact},
     {"magick-lzw.tif", "convert-im6.q16 %i -type TrueColor -compress lzw %o", NxErrSuccess, "rgba",
      0, Arrival::kExact},
 };

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "media/still_clip.h"
+#include "media/still_checks.h"
 
 namespace morvane {
 namespace {
@@ -10,14 +10,7 @@ namespace {
 using namespace morvane::test;
 
 constexpr NxFileType kType = NxFileTypeTGA;
-
-std::string Changed(size_t at, const std::vector<uint8_t>& bytes) {
-  const std::string path = WritePicture(kType, FreshFolder("changed"), FourCC("bgr "), 0, 64, 48);
-  std::vector<uint8_t> file = ReadBytes(path);
-  std::copy(bytes.begin(), bytes.end(), file.begin() + static_cast<ptrdiff_t>(at));
-  WriteBytes(path, file);
-  return path;
-}
+constexpr StillSample kSample = {kType, FourCC("bgr "), kOrientationBottomUp};
 
 // A run-length file of `packets` for a picture.
 std::vector<uint8_t> Packed(int32_t width, int32_t height, uint8_t depth, uint8_t descriptor,
@@ -65,45 +58,18 @@ TEST(Targa, TableHasTheFourRows) {
 }
 
 TEST(Targa, HeadersAreTheKnownOnes) {
-  const struct {
-    const char code[5];
-    uint32_t orientation;
-    uint32_t crc;
-    size_t bytes;
-  } kRows[] = {{"bgr ", 1, 0xf04d4f5a, 6221312},
-               {"bgr ", 0, 0x907e0ac3, 6221312},
-               {"bgrA", 1, 0x842fdf34, 8294912},
-               {"bgrA", 0, 0xe41c9aad, 8294912}};
-  for (const auto& row : kRows) {
-    const auto file = ReadBytes(
-        WritePicture(kType, FreshFolder("header"), FourCC(row.code), row.orientation, 1920, 1080));
-    ASSERT_EQ(file.size(), row.bytes);
-    EXPECT_EQ(Crc32(file.data(), 128), row.crc) << row.code << row.orientation;
-    if (row.crc != 0xf04d4f5a) continue;
-    EXPECT_EQ(Hex(file, 0, 128), "6e0002000000000000000000800738041820" + std::string(220, '0'));
-  }
+  ExpectHeaders(kType, 128,
+                {{"bgr ", 1, 0xf04d4f5a, 6221312},
+                 {"bgr ", 0, 0x907e0ac3, 6221312},
+                 {"bgrA", 1, 0x842fdf34, 8294912},
+                 {"bgrA", 0, 0xe41c9aad, 8294912}});
+  const auto file =
+      ReadBytes(WritePicture(kType, FreshFolder("header"), FourCC("bgr "), 1, 1920, 1080));
+  EXPECT_EQ(Hex(file, 0, 128), "6e0002000000000000000000800738041820" + std::string(220, '0'));
 }
 
 TEST(Targa, EveryRowReadsBackToTheByte) {
-  for (const StillRow& row : RowsOf(kType)) {
-    const std::string path =
-        WritePicture(kType, FreshFolder("rows"), row.fourcc, row.orientation, 67, 50);
-    NxMediaFileInfo info;
-    ASSERT_EQ(OpenCode(path, &info), NxErrSuccess);
-    EXPECT_EQ(FourCCText(info.fourcc), FourCCText(row.fourcc));
-    EXPECT_EQ(uint32_t{info.orientation}, row.orientation);
-    EXPECT_EQ(std::string(info.name), row.name);
-    EXPECT_EQ(int32_t{info.imageOffset}, 128);
-    EXPECT_EQ(Difference(Picture(row.fourcc, 67, 50, row.orientation), StoredPixels(path), 67,
-                         info.imageBytes / 67 / 50, 1),
-              "")
-        << row.name;
-    // The other line order too.
-    EXPECT_EQ(
-        Difference(Picture(FourCC("rgb "), 67, 50, 1), PixelsAs(path, FourCC("rgb ")), 67, 3, 1),
-        "")
-        << row.name;
-  }
+  ExpectRowsComeBack(kType, 67, 128);
 }
 
 TEST(Targa, PixelsBeginOnASectorWhereTheBufferHasRoom) {
@@ -121,18 +87,7 @@ TEST(Targa, PixelsBeginOnASectorWhereTheBufferHasRoom) {
 }
 
 TEST(Targa, PictureWithoutAlphaIsWrittenOpaque) {
-  const std::string folder = FreshFolder("opaque");
-  const MediaFilePtr file(CreateMediaFile(kType));
-  NxMediaCreateInfo info = PictureInfo(64, 48, FourCC("bgrA"));
-  ASSERT_EQ(Create(file.get(), folder, "clip", &info), NxErrSuccess);
-  const auto pixels = Noise(64 * 48 * 2, 7);
-  NxImageWriteRequest request = CopiedWrite(info, pixels.data());
-  request.fourcc = FourCC("2vuy");
-  request.pitch = 128;
-  ASSERT_EQ(file->WriteImage(&request), NxErrSuccess);
-  ASSERT_EQ(file->Close(), NxErrSuccess);
-  const auto bytes = ReadBytes(FramePath(folder, kType));
-  for (size_t i = 131; i < 128 + 64 * 48 * 4; i += 4) ASSERT_EQ(bytes[i], 255) << i;
+  ExpectOpaque(kType, FourCC("bgrA"), 128);
 }
 
 TEST(Targa, RunLengthFilesExpandAsTheyCome) {
@@ -251,60 +206,57 @@ TEST(Targa, DescriptorOfOthersGivesTheLineOrderOnly) {
   } kRows[] = {{0, 0}, {8, 0}, {16, 0}, {32, 1}, {40, 1}, {48, 1}};
   for (const auto& row : kRows) {
     NxMediaFileInfo info;
-    ASSERT_EQ(OpenCode(Changed(17, {row.descriptor}), &info), NxErrSuccess);
+    ASSERT_EQ(OpenCode(Changed(kSample, 17, {row.descriptor}), &info), NxErrSuccess);
     EXPECT_EQ(uint32_t{info.orientation}, row.orientation) << int{row.descriptor};
   }
 }
 
 TEST(Targa, RefusesWhatItCannotRead) {
-  const struct {
-    const char* what;
-    size_t at;
-    std::vector<uint8_t> bytes;
-  } kRows[] = {{"16 bits", 16, {16}},
-               {"8 bits", 16, {8}},
-               {"grey", 2, {3}},
-               {"packed grey", 2, {11}},
-               {"no image", 2, {0}},
-               {"colour map", 1, {1}},
-               {"width 8193", 12, {1, 0x20}},
-               {"height 8193", 14, {1, 0x20}},
-               {"width 0", 12, {0, 0}},
-               {"height 0", 14, {0, 0}}};
-  for (const auto& row : kRows) {
-    EXPECT_EQ(OpenCode(Changed(row.at, row.bytes)), NxErrVideoFormatNotSupported) << row.what;
-  }
+  ExpectRefused(kSample, {{"16 bits", 16, {16}},
+                          {"8 bits", 16, {8}},
+                          {"grey", 2, {3}},
+                          {"packed grey", 2, {11}},
+                          {"no image", 2, {0}},
+                          {"colour map", 1, {1}},
+                          {"width 8193", 12, {1, 0x20}},
+                          {"height 8193", 14, {1, 0x20}},
+                          {"width 0", 12, {0, 0}},
+                          {"height 0", 14, {0, 0}}});
 }
 
 TEST(Targa, FrameOfAnotherKindInTheMiddleIsBlack) {
+  ExpectBlackInTheMiddle(kSample, OtherFrame(kType, FourCC("bgrA"), 0, 64, 48));
+  ExpectBlackInTheMiddle(kSample, OtherFrame(kType, FourCC("bgr "), 0, 60, 48));
+  auto shorterId = OtherFrame(kType, FourCC("bgr "), 0, 64, 48);
+  shorterId[0] = 9;
+  ExpectBlackInTheMiddle(kSample, shorterId);
+}
+
+TEST(Targa, MirroredLinesAreMarkedAndStoredAsTheyCome) {
   const struct {
-    FourCCCode fourcc;
-    int32_t width;
-    size_t at;
-    uint8_t value;
-  } kRows[] = {
-      {FourCC("bgrA"), 64, 0, 110}, {FourCC("bgr "), 60, 0, 110}, {FourCC("bgr "), 64, 0, 9}};
+    uint32_t orientation;
+    uint8_t descriptor;
+    uint32_t readAs;
+  } kRows[] = {{0, 0, 0}, {1, 32, 1}, {2, 16, 0}, {3, 48, 1}};
   for (const auto& row : kRows) {
-    const std::string folder = FreshFolder("middle");
-    const auto good = Picture(FourCC("bgr "), 64, 48, 1);
-    ASSERT_EQ(WriteStills(kType, folder, PictureInfo(64, 48, FourCC("bgr ")), {good, good, good}),
-              NxErrSuccess);
-    auto other = ReadBytes(WritePicture(kType, FreshFolder("other"), row.fourcc, 1, row.width, 48));
-    other[row.at] = row.value;
-    WriteBytes(FramePath(folder, kType, 1), other);
-    EXPECT_EQ(StoredPixels(FramePath(folder, kType), 1), std::vector<uint8_t>(good.size(), 0));
-    EXPECT_EQ(StoredPixels(FramePath(folder, kType), 2), good);
+    const std::string folder = FreshFolder("mirrored");
+    const auto pixels = Picture(FourCC("bgr "), 64, 48, 1);
+    ASSERT_EQ(
+        WriteStills(kType, folder, PictureInfo(64, 48, FourCC("bgr "), row.orientation), {pixels}),
+        NxErrSuccess);
+    const std::string path = FramePath(folder, kType);
+    EXPECT_EQ(ReadBytes(path)[17], row.descriptor);
+    NxMediaFileInfo info;
+    ASSERT_EQ(OpenCode(path, &info), NxErrSuccess);
+    EXPECT_EQ(uint32_t{info.orientation}, row.readAs);
+    EXPECT_EQ(StoredPixels(path), pixels) << row.orientation;
   }
+  EXPECT_EQ(WriteStills(kType, FreshFolder("mirrored"), PictureInfo(64, 48, FourCC("bgr "), 4), {}),
+            NxErrVideoFormatNotSupported);
 }
 
 TEST(Targa, CreatesOnlyItsOwnFormatsAndSizes) {
-  for (const char* code : {"rgb ", "tgal", "2vuy"}) {
-    const char text[5] = {code[0], code[1], code[2], code[3], 0};
-    const std::string folder = FreshFolder("create");
-    EXPECT_EQ(WriteStills(kType, folder, PictureInfo(64, 48, FourCC(text)), {}),
-              NxErrVideoFormatNotSupported);
-    EXPECT_FALSE(Exists(FramePath(folder, kType)));
-  }
+  ExpectNotCreated(kType, {"rgb ", "tgal", "2vuy"});
   EXPECT_EQ(WriteStills(kType, FreshFolder("create"), PictureInfo(65536, 1, FourCC("bgr ")), {}),
             NxErrVideoFormatNotSupported);
 }

@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 #include <tiffio.h>
 
-#include "media/still_clip.h"
+#include "media/still_checks.h"
 
 namespace morvane {
 namespace {
@@ -90,25 +90,17 @@ TEST(Tiff, TableHasTheTenRows) {
 }
 
 TEST(Tiff, HeadersAreTheKnownOnes) {
-  const struct {
-    const char code[5];
-    uint32_t topDown;
-    uint32_t bottomUp;
-    size_t bytes;
-  } kRows[] = {{"rgb ", 0x6a8c7017, 0xfab187bd, 6221312},
-               {"rgba", 0x7d195fe6, 0xed24a84c, 8294912},
-               {"rg2b", 0xed194ef3, 0x6ff375fc, 6221312},
-               {"rgbb", 0x463edc39, 0xc4d4e736, 8294912},
-               {"RGB ", 0x0d947e2a, 0x9da98980, 12442112}};
-  for (const auto& row : kRows) {
-    for (const uint32_t orientation : {0u, 1u}) {
-      const auto file = ReadBytes(
-          WritePicture(kType, FreshFolder("header"), FourCC(row.code), orientation, 1920, 1080));
-      ASSERT_EQ(file.size(), row.bytes);
-      EXPECT_EQ(Crc32(file.data(), 512), orientation == 1 ? row.topDown : row.bottomUp)
-          << row.code << orientation;
-    }
-  }
+  ExpectHeaders(kType, 512,
+                {{"rgb ", 1, 0x6a8c7017, 6221312},
+                 {"rgba", 1, 0x7d195fe6, 8294912},
+                 {"rg2b", 1, 0xed194ef3, 6221312},
+                 {"rgbb", 1, 0x463edc39, 8294912},
+                 {"RGB ", 1, 0x0d947e2a, 12442112},
+                 {"rgb ", 0, 0xfab187bd, 6221312},
+                 {"rgba", 0, 0xed24a84c, 8294912},
+                 {"rg2b", 0, 0x6ff375fc, 6221312},
+                 {"rgbb", 0, 0xc4d4e736, 8294912},
+                 {"RGB ", 0, 0x9da98980, 12442112}});
 }
 
 TEST(Tiff, HeaderHasItsBytesWhereToolsLookForThem) {
@@ -125,21 +117,7 @@ TEST(Tiff, HeaderHasItsBytesWhereToolsLookForThem) {
 }
 
 TEST(Tiff, EveryRowReadsBackToTheByte) {
-  for (const StillRow& row : RowsOf(kType)) {
-    const std::string path =
-        WritePicture(kType, FreshFolder("rows"), row.fourcc, row.orientation, 67, 50);
-    NxMediaFileInfo info;
-    ASSERT_EQ(OpenCode(path, &info), NxErrSuccess);
-    EXPECT_EQ(FourCCText(info.fourcc), FourCCText(row.fourcc));
-    EXPECT_EQ(uint32_t{info.orientation}, row.orientation);
-    EXPECT_EQ(std::string(info.name), row.name);
-    EXPECT_EQ(int32_t{info.imageOffset}, 512);
-    EXPECT_EQ(static_cast<uint32_t>(info.bitDepth), row.bitDepth);
-    EXPECT_EQ(Difference(Picture(row.fourcc, 67, 50, row.orientation), StoredPixels(path), 67,
-                         info.imageBytes / 67 / 50, 1),
-              "")
-        << row.name;
-  }
+  ExpectRowsComeBack(kType, 67, 512);
 }
 
 TEST(Tiff, SixteenBitSamplesAreLittleEndian) {
@@ -165,21 +143,8 @@ TEST(Tiff, SixteenBitSamplesAreLittleEndian) {
 }
 
 TEST(Tiff, PictureWithoutAlphaIsWrittenOpaque) {
-  for (const char* code : {"rgba", "rgbb"}) {
-    const char text[5] = {code[0], code[1], code[2], code[3], 0};
-    const std::string folder = FreshFolder("opaque");
-    const MediaFilePtr file(CreateMediaFile(kType));
-    NxMediaCreateInfo info = PictureInfo(64, 48, FourCC(text));
-    ASSERT_EQ(Create(file.get(), folder, "clip", &info), NxErrSuccess);
-    const auto pixels = Noise(64 * 48 * 2, 7);
-    NxImageWriteRequest request = CopiedWrite(info, pixels.data());
-    request.fourcc = FourCC("2vuy");
-    request.pitch = 128;
-    ASSERT_EQ(file->WriteImage(&request), NxErrSuccess);
-    ASSERT_EQ(file->Close(), NxErrSuccess);
-    const auto bytes = ReadBytes(FramePath(folder, kType));
-    for (size_t i = 515; i < 512 + 64 * 48 * 4; i += 4) ASSERT_EQ(bytes[i], 255) << i;
-  }
+  ExpectOpaque(kType, FourCC("rgba"), 512);
+  ExpectOpaque(kType, FourCC("rgbb"), 512);
 }
 
 TEST(Tiff, PlainFilesOfTheLibraryAreReadAsTheyLie) {
@@ -339,13 +304,7 @@ TEST(Tiff, DamagedFrameInTheMiddleIsBlackAndTheNextOneIsNot) {
 }
 
 TEST(Tiff, CreatesOnlyItsOwnFormats) {
-  for (const char* code : {"bgr ", "RGBA", "RGb ", "2vuy"}) {
-    const char text[5] = {code[0], code[1], code[2], code[3], 0};
-    const std::string folder = FreshFolder("create");
-    EXPECT_EQ(WriteStills(kType, folder, PictureInfo(64, 48, FourCC(text)), {}),
-              NxErrVideoFormatNotSupported);
-    EXPECT_FALSE(Exists(FramePath(folder, kType)));
-  }
+  ExpectNotCreated(kType, {"bgr ", "RGBA", "RGb ", "2vuy"});
 }
 
 }  // namespace

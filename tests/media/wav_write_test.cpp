@@ -50,6 +50,32 @@ TEST(Wav, AnswersNothingAboutPictures) {
   EXPECT_EQ(Hex({styles, styles + 4}, 0, 4), "00010000");
   EXPECT_FALSE(wav.IsQuickTimeFile());
   EXPECT_FALSE(wav.SupportsClipMetadata());
+  std::vector<uint8_t> caps(kMetadataCapsBytes, 0xEE);
+  EXPECT_EQ(wav.GetMetadataCaps(caps.data()), 0);
+  EXPECT_EQ(caps, std::vector<uint8_t>(42, 0));
+  EXPECT_EQ(wav.GetMediaName(text), 0);
+  EXPECT_STREQ(text, "WAV Audio File");
+  char16_t wide[64];
+  EXPECT_EQ(wav.GetMediaNameW(wide), 0);
+  EXPECT_EQ(std::u16string(wide), u"WAV Audio File");
+  EXPECT_EQ(wav.GetImageFileHandle(), nullptr);
+}
+
+TEST(Wav, NamesAndHandlesOfItsFiles) {
+  const std::string folder = FreshFolder("wav");
+  NxMediaWAV wav;
+  NxMediaCreateInfo info = SoundInfo(0, 2);
+  ASSERT_EQ(Create(&wav, folder, "clip", &info), 0);
+  const std::string second = folder + "/clip_A2.wav";
+  std::vector<char16_t> wide(kNxFileNameChars);
+  EXPECT_EQ(wav.GetAudioFileNameW(1, wide.data()), 0);
+  EXPECT_EQ(std::u16string(wide.data()), std::u16string(second.begin(), second.end()));
+  ASSERT_NE(wav.GetAudioFileHandle(1), nullptr);
+  EXPECT_TRUE(wav.GetAudioFileHandle(1)->IsOpen());
+  EXPECT_NE(wav.GetAudioFileHandle(0), wav.GetAudioFileHandle(1));
+  EXPECT_EQ(wav.GetAudioFileHandle(16), nullptr);
+  EXPECT_EQ(wav.GetAudioFileHandle(-1), nullptr);
+  EXPECT_EQ(wav.Close(), 0);
 }
 
 TEST(Wav, Writes24BitMonoAsExtensible) {
@@ -370,6 +396,33 @@ TEST(Wav, WriterGoesOnAfterItsFilesWereClosed) {
   EXPECT_EQ(Slice(bytes, 44 + 3204, 3204), Noise(3204, 2));
 }
 
+TEST(Wav, CloseEndsFilesThatWereClosedForAWhile) {
+  const std::string folder = FreshFolder("wav");
+  NxMediaMetadata metadata = {};
+  metadata.presentFlags = kMetaReelName;
+  PutText("REEL 7", metadata.reelName, sizeof metadata.reelName);
+  NxMediaWAV wav;
+  NxMediaCreateInfo info = SoundInfo(0, 2);
+  ASSERT_EQ(Create(&wav, folder, "clip", &info), 0);
+  ASSERT_EQ(wav.SetMetadata(&metadata), 0);
+  ASSERT_EQ(Append(&wav, 0, Noise(3204, 1)), 0);
+  ASSERT_EQ(Append(&wav, 1, Noise(3204, 2)), 0);
+  ASSERT_EQ(wav.SetFilesOpen(false), 0);
+  ASSERT_EQ(wav.Close(), 0);
+  for (const char* name : {"/clip.wav", "/clip_A2.wav"}) {
+    const auto bytes = ReadBytes(folder + name);
+    ASSERT_EQ(bytes.size(), 44u + 3204 + 4096) << name;
+    EXPECT_EQ(Hex(bytes, bytes.size() - 8, 8), "0010000078563412") << name;
+  }
+
+  ASSERT_EQ(Create(&wav, folder, "gone", &info), 0);
+  ASSERT_EQ(wav.SetMetadata(&metadata), 0);
+  ASSERT_EQ(Append(&wav, 0, Noise(3204, 1)), 0);
+  ASSERT_EQ(wav.SetFilesOpen(false), 0);
+  const FileFault fault(FileCall::kOpen, 1, EIO);
+  EXPECT_EQ(wav.Close(), -2) << "one file stays without its end";
+}
+
 TEST(Wav, SoxAndFfmpegReadEverySample) {
   if (!HasTool("soxi") || !HasTool("ffmpeg")) GTEST_SKIP() << "sox or ffmpeg is not installed";
   const std::string folder = FreshFolder("wav");
@@ -400,6 +453,22 @@ TEST(Wav, SoxAndFfmpegReadEverySample) {
         "ffmpeg -v error -y -i " + path + " -f " + codec + " -c:a pcm_" + codec + " " + raw;
     ASSERT_EQ(std::system(command.c_str()), 0) << row;
     EXPECT_EQ(ReadBytes(raw), sound) << row;
+    const std::string encoding = isFloat ? "floating-point" : "signed-integer";
+    ASSERT_EQ(std::system(("sox " + path + " -t raw -e " + encoding + " -b " +
+                           std::to_string(int32_t{format.bitsPerSample}) + " " + raw)
+                              .c_str()),
+              0)
+        << row;
+    const auto heard = ReadBytes(raw);
+    ASSERT_EQ(heard.size(), sound.size()) << "sox, row " << row;
+    if (!isFloat) {
+      EXPECT_EQ(heard, sound) << "sox, row " << row;
+      continue;
+    }
+    // It counts in whole numbers of 32 bits.
+    for (size_t i = 0; i < heard.size(); i += 4) {
+      ASSERT_NEAR(LoadLeFloat(&heard[i]), LoadLeFloat(&sound[i]), 1e-6) << row;
+    }
   }
 }
 

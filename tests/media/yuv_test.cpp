@@ -50,5 +50,50 @@ TEST(MediaYuv, ClipOfFramesAndSoundComesBackToTheByte) {
   EXPECT_EQ(sound, Noise(1602 * 2, 2000));
 }
 
+// A picture of one colour, Cb 54, Y 145, Cr 34.
+std::vector<uint8_t> Green(int32_t width, int32_t height) {
+  std::vector<uint8_t> pixels(static_cast<size_t>(width) * static_cast<size_t>(height) * 2);
+  for (size_t i = 0; i < pixels.size(); i += 4) {
+    pixels[i] = 54;
+    pixels[i + 1] = pixels[i + 3] = 145;
+    pixels[i + 2] = 34;
+  }
+  return pixels;
+}
+
+TEST(MediaYuv, PictureOfAnotherSizeIsScaledOnItsWayToTheFileAndBack) {
+  const std::string folder = FreshFolder("yuv");
+  {
+    const MediaFilePtr file(CreateMediaFile(NxFileTypeYUV));
+    NxMediaCreateInfo info = PictureInfo(1280, 720, FourCC("2vuy"));
+    ASSERT_EQ(Create(file.get(), folder, "clip", &info), 0);
+    const auto small = Green(640, 360);
+    NxImageWriteRequest request = CopiedWrite(info, small.data());
+    request.width = 640;
+    request.height = 360;
+    request.pitch = 1280;
+    ASSERT_EQ(file->WriteImage(&request), 0);
+    ASSERT_EQ(file->Close(), 0);
+  }
+  const auto stored = ReadBytes(folder + "/clip_000000.yuv");
+  EXPECT_TRUE(stored == Green(1280, 720));
+
+  NxMediaFileInfo info;
+  MediaFilePtr file;
+  ASSERT_EQ(Open(folder + "/clip_000000.yuv", &info, &file), 0);
+  std::vector<uint8_t> buffer(size_t{1920} * 1080 * 2);
+  NxImageReadRequest request;
+  request.fourcc = FourCC("yuy2");
+  request.width = 1920;
+  request.height = 1080;
+  request.pitch = 3840;
+  request.buffer = buffer.data();
+  request.bufferBytes = static_cast<int32_t>(buffer.size());
+  ASSERT_EQ(file->ReadImage(&request), 0);
+  auto wanted = Green(1920, 1080);
+  for (size_t i = 0; i < wanted.size(); i += 2) std::swap(wanted[i], wanted[i + 1]);
+  EXPECT_TRUE(buffer == wanted);
+}
+
 }  // namespace
 }  // namespace morvane::test

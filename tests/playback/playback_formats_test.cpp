@@ -178,6 +178,7 @@ class Screen : public PictureSink {
     int32_t height;
     FourCCCode fourcc;
     int32_t bottomUp;
+    NXVideoFrame frame;  // its picture is gone
   };
   bool Begin(int32_t width, int32_t height) override {
     begun.push_back({width, height});
@@ -185,8 +186,8 @@ class Screen : public PictureSink {
   }
   void Show(const NXVideoFrame& frame) override {
     const size_t bytes = static_cast<size_t>(frame.rowBytes) * static_cast<size_t>(frame.height);
-    shown.push_back(
-        {Md5Of(frame.picture, bytes), frame.width, frame.height, frame.fourcc, frame.bottomUp});
+    shown.push_back({Md5Of(frame.picture, bytes), frame.width, frame.height, frame.fourcc,
+                     frame.bottomUp, frame});
   }
   void End() override { ++ends; }
 
@@ -210,6 +211,39 @@ TEST_F(PlaybackFormatsTest, TheDesktopShowsEachPictureOnceInOrder) {
     EXPECT_EQ(HashOf(static_cast<int>(i)), screen.shown[i].md5) << i;
     EXPECT_EQ(FourCC("2vuy"), screen.shown[i].fourcc);
     EXPECT_EQ(0, screen.shown[i].bottomUp);
+  }
+}
+
+TEST_F(PlaybackFormatsTest, TheDesktopGetsPlaceZoomAndTheShapeOfPixels) {
+  ASSERT_NO_FATAL_FAILURE(Begin());
+  ASSERT_NO_FATAL_FAILURE(OpenRaster(6, 720, 486, 0));
+  ASSERT_EQ(NxErrSuccess, engine_->SetDisplayToDesktop(2));
+  EXPECT_EQ(NxErrFailure, engine_->SetDisplayZoom(30, 30));  // the display size sets it
+  const struct {
+    uint32_t size;
+    float zoomX, zoomY;
+    int32_t x, y;
+  } kRows[] = {{8, 1.25F, 0.5F, 7, -9}, {5, 2, 2, 7, -9}, {0, 0, 0, 0, 0}};
+  for (const auto& row : kRows) {
+    ASSERT_EQ(NxErrSuccess, engine_->SetDisplayOrigin(7, -9));
+    ASSERT_EQ(NxErrSuccess, engine_->SetDisplaySize(row.size));
+    if (row.size == 8) {
+      ASSERT_EQ(NxErrSuccess, engine_->SetDisplayZoom(125, 50));
+    }
+    Screen screen;
+    ASSERT_NO_FATAL_FAILURE(PlayToEnd(1, &screen));
+    ASSERT_GE(screen.shown.size(), 1U);
+    for (const Screen::Shown& shown : screen.shown) {
+      EXPECT_EQ(row.zoomX, shown.frame.zoomX);
+      EXPECT_EQ(row.zoomY, shown.frame.zoomY);
+      EXPECT_EQ(row.x, shown.frame.originX);
+      EXPECT_EQ(row.y, shown.frame.originY);
+      EXPECT_EQ(10, shown.frame.aspectX);
+      EXPECT_EQ(11, shown.frame.aspectY);
+      EXPECT_EQ(4, shown.frame.modeA);
+      EXPECT_EQ(4, shown.frame.modeB);
+      EXPECT_EQ(1, shown.frame.fields.flagA);
+    }
   }
 }
 

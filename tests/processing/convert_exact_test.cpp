@@ -38,7 +38,8 @@ TEST(ConvertExact, EveryEightBitValueIsRescaledExactly) {
   for (uint32_t v = 0; v < 256; ++v)
     StoreLe32(&line[4 * v], v | (255 - v) << 8 | v << 16 | v << 24);
   for (const FourCCCode from : {FourCC("bgrA"), FourCC("argB"), FourCC("rgba")}) {
-    for (const FourCCCode to : {FourCC("10rb"), FourCC("11rQ"), FourCC("10RG"), FourCC("10RS")}) {
+    for (const FourCCCode to : {FourCC("10rb"), FourCC("11rQ"), FourCC("10RG"), FourCC("10RS"),
+                                FourCC("RGB "), FourCC("RGb "), FourCC("RGBA"), FourCC("ARGB")}) {
       EXPECT_TRUE(LineUnderTest(from, to, 256, 1).Check(line));
     }
   }
@@ -54,7 +55,7 @@ TEST(ConvertExact, EverySixteenBitValueIsRescaledExactly) {
       StoreLe16(&line[2 * i], static_cast<uint16_t>(i / components + i % components * 21845));
     }
     for (const FourCCCode to : {FourCC("bgrA"), FourCC("rgb "), FourCC("10rl"), FourCC("10rb"),
-                                FourCC("11rQ"), FourCC("10RG"), FourCC("10RS")}) {
+                                FourCC("11rQ"), FourCC("10RG"), FourCC("10RS"), FourCC("10RA")}) {
       EXPECT_TRUE(LineUnderTest(from.code, to, kValues, 1).Check(line));
     }
   }
@@ -70,6 +71,49 @@ TEST(ConvertExact, EveryTenBitYuvValueBecomesEightBits) {
   for (const FourCCCode to : {FourCC("2vuy"), FourCC("yuy2")}) {
     EXPECT_TRUE(LineUnderTest(FourCC("v219"), to, 1024 * 6, 1).Check(line));
   }
+}
+
+// ---- Which pairs have a vector routine at all
+
+bool IsDrawn(const PixelFormat& f) {
+  return f.layout != PixelLayout::kNone;
+}
+
+// What capture, playback and preview run.
+bool IsRunByTheEngines(const PixelFormat& from, const PixelFormat& to) {
+  const bool toBgra = to.code == FourCC("bgrA");
+  const bool toYuv = to.pixelClass == PixelClass::kYuv8 || to.pixelClass == PixelClass::kYuv10;
+  const bool toTen = to.pixelClass == PixelClass::kRgb10;
+  switch (from.pixelClass) {
+    case PixelClass::kYuv8:
+      return toBgra || toTen;
+    case PixelClass::kYuv10:
+      return toBgra || toTen || to.pixelClass == PixelClass::kYuv8;
+    case PixelClass::kRgb8:
+      return toYuv || to.pixelClass == PixelClass::kRgb8;
+    case PixelClass::kRgb10:
+      return toYuv || toTen || toBgra;
+    case PixelClass::kRgb16:
+      return toYuv || toTen || toBgra;
+    default:
+      return false;
+  }
+}
+
+TEST(ConvertExact, EveryPairOfTheEnginesHasAVectorRoutine) {
+  constexpr int32_t kWidth = 390;
+  int pairs = 0;
+  for (const PixelFormat& from : PixelFormats()) {
+    for (const PixelFormat& to : PixelFormats()) {
+      if (!IsDrawn(from) || !IsDrawn(to) || !IsRunByTheEngines(from, to)) continue;
+      if (from.code == to.code) continue;  // copied without vectors
+      LineUnderTest lines(from.code, to.code, kWidth, pairs % 6);
+      EXPECT_TRUE(lines.Check(test::RandomLine(from.code, kWidth, static_cast<uint64_t>(pairs))))
+          << FourCCText(from.code) << " to " << FourCCText(to.code);
+      ++pairs;
+    }
+  }
+  EXPECT_GT(pairs, 400);
 }
 
 // ---- Coefficients of one's own
@@ -96,6 +140,63 @@ TEST(ConvertExact, CoefficientsThatAreTooLargeForFloatsAreTakenInDoubles) {
         LineUnderTest lines(from, to, kWidth, color, true);
         for (uint64_t seed = 0; seed < 8; ++seed) {
           EXPECT_TRUE(lines.Check(test::RandomLine(from, kWidth, seed))) << size;
+        }
+      }
+    }
+  }
+}
+
+// The largest results that are rounded in fixed point, on both sides of zero.
+TEST(ConvertExact, CoefficientsAtTheBoundsOfTheQuickForm) {
+  constexpr int32_t kWidth = 1920;
+  for (const FourCCCode from : {FourCC("2vuy"), FourCC("yuy2"), FourCC("v219")}) {
+    const double codes = from == FourCC("v219") ? 4.0 : 1.0;
+    for (int signs = 0; signs < 16; ++signs) {
+      const auto sign = [signs](int bit) { return (signs >> bit & 1) != 0 ? -1.0 : 1.0; };
+      NxColorContext color = test::ColorOf(1, from);
+      color.yGainR = color.yGainG = color.yGainB = 1.25;
+      color.yOffG = color.yOffB = 32 * codes * sign(0);
+      color.yOffR = signs % 3 == 0 ? color.yOffG : -color.yOffG;
+      color.crToR = 2.25 * sign(1);
+      color.cbToB = 2.25 * sign(2);
+      color.crToG = sign(3);
+      color.cbToG = sign(signs % 2);
+      LineUnderTest lines(from, FourCC("bgrA"), kWidth, color, true);
+      for (uint64_t seed = 0; seed < 16; ++seed) {
+        EXPECT_TRUE(lines.Check(test::RandomLine(from, kWidth, seed))) << signs;
+      }
+    }
+  }
+}
+
+TEST(ConvertExact, RowsToYuvAtTheBoundsOfTheQuickForm) {
+  constexpr int32_t kWidth = 1920;
+  struct Row {
+    const char (&from)[5];
+    double highest;  // that a pixel may hold, in the scale of 8 bits
+    double codes;    // numbers of the source for one of 8 bits
+  };
+  const Row rows[] = {{"bgrA", 255, 1},
+                      {"10rb", 1023 / 4.0, 4},
+                      {"RGB ", 65535 / 256.0, 256},
+                      {" RgB", 65535 / 128.0, 128}};
+  for (const Row& row : rows) {
+    for (int signs = 0; signs < 8; ++signs) {
+      const auto sign = [signs](int bit) { return (signs >> bit & 1) != 0 ? -1.0 : 1.0; };
+      const double size = 539 / row.highest;
+      NxColorContext color = test::ColorOf(1, FourCC(row.from));
+      color.yR = size * 0.41;
+      color.yG = size * 0.33;
+      color.yB = size * 0.26;
+      color.yOff = 120 * row.codes;  // up to 659
+      color.cbR = color.crG = size * 0.27 * sign(0);
+      color.cbG = color.crB = size * 0.34 * sign(1);
+      color.cbB = color.crR = size * 0.39 * sign(2);
+      color.cbOff = color.crOff = 100 * row.codes;
+      for (const FourCCCode to : {FourCC("2vuy"), FourCC("yuy2"), FourCC("v219")}) {
+        LineUnderTest lines(FourCC(row.from), to, kWidth, color, true);
+        for (uint64_t seed = 0; seed < 16; ++seed) {
+          EXPECT_TRUE(lines.Check(test::RandomLine(FourCC(row.from), kWidth, seed))) << signs;
         }
       }
     }

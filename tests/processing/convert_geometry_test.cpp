@@ -181,6 +181,26 @@ TEST(ConvertGeometry, EightBitYuvGetsTheBarColourInEveryRow) {
   }
 }
 
+TEST(ConvertGeometry, InsideEightBitYuvOnlyTheBarColourIsWritten) {
+  const uint32_t fill = 0xFFFFFFFF;
+  const Bytes src(8 * 2 * 4, 0x33);
+  for (const FourCCCode to : {FourCC("2vuy"), FourCC("yuy2")}) {
+    Bytes dst(8 * 2 * 8, kBlank);
+    NxColorContext color;
+    color.matrix = 1;
+    ConvertContext context;
+    const auto convert = [&](const uint32_t* bars) {
+      return ConvertImage(&context, src.data(), 8, 4, FourCC("2vuy"), 16, dst.data(), 8, 8, to, 16,
+                          false, &color, false, bars);
+    };
+    EXPECT_EQ(convert(nullptr), 0);
+    EXPECT_EQ(dst, Bytes(8 * 2 * 8, kBlank));
+    EXPECT_EQ(convert(&fill), 0);
+    const uint32_t white = to == FourCC("2vuy") ? 0xEB80EB80 : 0x80EB80EB;
+    for (size_t i = 0; i < dst.size(); i += 4) EXPECT_EQ(LoadLe32(&dst[i]), white) << i;
+  }
+}
+
 TEST(ConvertGeometry, NoBarsWhenTheRowsAreTheSourceRows) {
   const uint32_t fill = 0xFFFFFFFF;
   const Case c = {16, 4, 12, 8, true, false, &fill};  // becomes 12 by 3

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cmath>
 #include <limits>
 
@@ -120,6 +121,142 @@ TEST_P(ConvertValues, FloatTargetsAre65535ths) {
 TEST_P(ConvertValues, SmpteRangeScalesWhiteAndNeverRaisesBlack) {
   EXPECT_EQ(ConvertHex("11rb", "00000000", 1, "11rQ", 1, Options()), "00000000");
   EXPECT_EQ(ConvertHex("11rb", "fffffffc", 1, "11rQ", 1, Options()), "eb3aceb0");
+}
+
+// The first pair of a line: Y, Cb, Cr.
+using Yuv = std::array<uint32_t, 3>;
+
+Yuv FirstPair(const char (&from)[5], const std::string& pixel, const char (&to)[5], int32_t matrix,
+              LineOptions options) {
+  const Bytes line = FromHex(ConvertHex(from, pixel + pixel, 2, to, matrix, options));
+  uint32_t y0 = 0, cb = 0, cr = 0, y1 = 0;
+  EXPECT_EQ(UnpackYuvPair(FourCC(to), line.data(), &y0, &cb, &cr, &y1, 0), 0);
+  EXPECT_EQ(y0, y1);
+  return {y0, cb, cr};
+}
+
+TEST_P(ConvertValues, FullWhiteAndFullBlackLiftTheirClips) {
+  const struct {
+    const char* name;
+    const char* bgra;
+    Yuv eight, eightWhite, eightBlack, eightFull;
+    Yuv ten, tenWhite, tenBlack, tenFull;
+  } kRows[] = {
+      {"black",
+       "00000000",
+       {16, 128, 128},
+       {16, 128, 128},
+       {0, 128, 128},
+       {0, 128, 128},
+       {64, 512, 512},
+       {64, 512, 512},
+       {0, 512, 512},
+       {0, 512, 512}},
+      {"red",
+       "0000ff00",
+       {76, 84, 240},
+       {76, 84, 255},
+       {76, 84, 240},
+       {76, 84, 255},
+       {305, 336, 960},
+       {305, 336, 1023},
+       {305, 336, 960},
+       {305, 336, 1023}},
+      {"cyan",
+       "ffff0000",
+       {179, 172, 16},
+       {179, 172, 16},
+       {179, 172, 0},
+       {179, 172, 0},
+       {715, 688, 64},
+       {715, 688, 64},
+       {715, 688, 0},
+       {715, 688, 0}},
+      {"white",
+       "ffffff00",
+       {235, 128, 128},
+       {255, 128, 128},
+       {235, 128, 128},
+       {255, 128, 128},
+       {940, 512, 512},
+       {1020, 512, 512},
+       {940, 512, 512},
+       {1020, 512, 512}},
+  };
+  const auto pair = [](const char* bgra, const char(&to)[5], bool white, bool black) {
+    return FirstPair("bgrA", bgra, to, 0, {white, black, GetParam()});
+  };
+  for (const auto& row : kRows) {
+    SCOPED_TRACE(row.name);
+    EXPECT_EQ(pair(row.bgra, "2vuy", false, false), row.eight);
+    EXPECT_EQ(pair(row.bgra, "2vuy", true, false), row.eightWhite);
+    EXPECT_EQ(pair(row.bgra, "2vuy", false, true), row.eightBlack);
+    EXPECT_EQ(pair(row.bgra, "2vuy", true, true), row.eightFull);
+    EXPECT_EQ(pair(row.bgra, "v219", false, false), row.ten);
+    EXPECT_EQ(pair(row.bgra, "v219", true, false), row.tenWhite);
+    EXPECT_EQ(pair(row.bgra, "v219", false, true), row.tenBlack);
+    EXPECT_EQ(pair(row.bgra, "v219", true, true), row.tenFull);
+  }
+}
+
+TEST_P(ConvertValues, DeepRgbIsScaledToItsTarget) {
+  const struct {
+    const char (&from)[5];
+    const char* pixel;
+    Yuv eight, ten;
+  } kRows[] = {
+      {" RgB", "008000800080", {235, 128, 128}, {940, 512, 512}},
+      {" RgB", "004000400040", {126, 128, 128}, {504, 512, 512}},
+      {" RgB", "008000000000", {63, 102, 240}, {251, 409, 960}},
+      {"RGB ", "ffffffffffff", {235, 128, 128}, {940, 512, 512}},
+      {" RgF", "0000803f0000803f0000803f", {235, 128, 128}, {940, 512, 512}},
+  };
+  for (const auto& row : kRows) {
+    SCOPED_TRACE(row.pixel);
+    EXPECT_EQ(FirstPair(row.from, row.pixel, "2vuy", 3, Options()), row.eight);
+    EXPECT_EQ(FirstPair(row.from, row.pixel, "v219", 3, Options()), row.ten);
+  }
+  EXPECT_EQ(FirstPair("10rb", "fffffffc", "v219", 3, Options())[0], 940u);
+}
+
+// Three pairs of 10-bit 4:2:2 with the same chroma.
+std::string V210Line(const std::array<uint32_t, 6>& luma, uint32_t cb, uint32_t cr) {
+  Bytes line(16);
+  for (int32_t p = 0; p < 3; ++p) {
+    const auto at = static_cast<size_t>(2 * p);
+    EXPECT_EQ(PackYuvPair(FourCC("v219"), line.data(), luma[at], cb, cr, luma[at + 1], p), 0);
+  }
+  return ToHex(line);
+}
+
+TEST_P(ConvertValues, TenBitYuvIsClippedToItsTarget) {
+  const std::string line = V210Line({1023, 1023, 1023, 1023, 1023, 1023}, 1023, 1023);
+  EXPECT_EQ(ConvertHex("v219", line, 6, "2vuy", 3, Options()), "f0fff0fff0fff0fff0fff0ff");
+}
+
+TEST_P(ConvertValues, TenBitYuvToTenBitWords) {
+  // Grey 0, 217, 510, 741, 1020, 1023 in R 31-22, G 21-12, B 11-2; then in R 9-0, G 19-10, B 29-20.
+  const std::string grey = V210Line({64, 250, 502, 700, 940, 1023}, 512, 512);
+  EXPECT_EQ(ConvertHex("v219", grey, 6, "11rb", 3, Options()),
+            "00000000"
+            "364d9364"
+            "7f9fe7f8"
+            "b96e5b94"
+            "ff3fcff0"
+            "fffffffc");
+  EXPECT_EQ(ConvertHex("v219", grey, 6, "10RG", 3, Options()),
+            "00000000"
+            "d964930d"
+            "fef9e71f"
+            "e5965b2e"
+            "fcf3cf3f"
+            "ffffff3f");
+  // Red: 1020, 0, 0.
+  const std::string red = V210Line({250, 250, 250, 250, 250, 250}, 409, 960);
+  EXPECT_EQ(ConvertHex("v219", red, 6, "11rb", 3, Options()),
+            "ff000000ff000000ff000000ff000000ff000000ff000000");
+  EXPECT_EQ(ConvertHex("v219", red, 6, "10RG", 3, Options()),
+            "fc030000fc030000fc030000fc030000fc030000fc030000");
 }
 
 TEST(Convert, PairsWithoutAPathAreRefused) {

@@ -82,7 +82,10 @@ void FillRandom(const PixelFormat& format, std::mt19937_64& random, Bytes* line)
     if ((v & 0x70) == 0) v = 0;
     if ((v & 0x70) == 0x10) v = ~uint64_t{0};
     if (format.pixelClass == PixelClass::kYuv10) v &= 0x3FFFFFFF3FFFFFFF;
-    StoreLe64(&(*line)[i], v);
+    uint8_t bytes[8];
+    StoreLe64(bytes, v);
+    std::copy_n(bytes, std::min<size_t>(8, line->size() - i),
+                line->begin() + static_cast<ptrdiff_t>(i));
   }
 }
 

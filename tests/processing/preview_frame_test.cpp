@@ -49,6 +49,18 @@ TEST(PreviewFrame, JobFrameTakesTheSlotAndTheConstants) {
   EXPECT_EQ(frame.aspectY, 5);
 }
 
+TEST(PreviewFrame, DisplaySizeSetsTheZoomAndFitTheOriginToo) {
+  const float kPercent[] = {0, 25, 50, 75, 100, 200, 400, 800};
+  for (uint32_t index = 0; index < 10; ++index) {
+    PreviewView view{-4, 6, 33, 44};
+    ApplyDisplaySize(index, &view);
+    EXPECT_EQ(view.widthPercent, index < 8 ? kPercent[index] : 33) << index;
+    EXPECT_EQ(view.heightPercent, index < 8 ? kPercent[index] : 44) << index;
+    EXPECT_EQ(view.originX, index == 0 ? 0 : -4) << index;
+    EXPECT_EQ(view.originY, index == 0 ? 0 : 6) << index;
+  }
+}
+
 TEST(PreviewFrame, StoredDv100RastersAreWidened) {
   const struct {
     int width, height, x, y;

@@ -3,11 +3,15 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <cstring>
 #include <vector>
+
+#include "guarded_buffer.h"
 
 namespace morvane {
 namespace {
 
+using test::GuardedBuffer;
 using Weights = std::array<int32_t, 4>;
 
 TEST(Resample, SplineWeights) {
@@ -101,6 +105,27 @@ TEST(Resample, ImageRowsKeepToTheirWidth) {
     for (int x = 0; x < kRowBytes; ++x) {
       const uint8_t want = x >= 12 ? 0xEE : x % 2 ? 200 : x % 4 ? 240 : 90;
       EXPECT_EQ(out[static_cast<size_t>(y * kRowBytes + x)], want) << x << "," << y;
+    }
+  }
+}
+
+TEST(Resample, ImagesThatEndAtAPageStayInside) {
+  const int32_t widths[][2] = {{1920, 1440}, {1440, 1920}, {1280, 960}, {2, 6}, {6, 2}, {2, 2}};
+  for (const auto& [from, to] : widths) {
+    for (const auto edge : {GuardedBuffer::Edge::kEnd, GuardedBuffer::Edge::kBegin}) {
+      // The last line has no padding.
+      const int32_t padding = 3, rows = 3;
+      const GuardedBuffer source(static_cast<size_t>(rows * (from * 2 + padding) - padding), edge);
+      const GuardedBuffer out(static_cast<size_t>(rows * (to * 2 + padding) - padding), edge);
+      std::memset(source.Data(), 90, source.Bytes());
+      ASSERT_TRUE(Resample422(out.Data(), to, to * 2 + padding, source.Data(), from,
+                              from * 2 + padding, rows));
+      EXPECT_TRUE(out.SlackUntouched()) << from << " to " << to;
+      for (size_t i = 0; i < out.Bytes(); ++i) {
+        const bool picture =
+            i % static_cast<size_t>(to * 2 + padding) < static_cast<size_t>(to * 2);
+        ASSERT_EQ(out.Data()[i], picture ? 90 : GuardedBuffer::kFiller) << i;
+      }
     }
   }
 }

@@ -7,9 +7,12 @@
 #include <random>
 #include <vector>
 
+#include "guarded_buffer.h"
+
 namespace morvane {
 namespace {
 
+using test::GuardedBuffer;
 using Pixel = std::array<uint8_t, 4>;
 
 constexpr Pixel kRed = {0, 0, 255, 255};  // B, G, R, A
@@ -116,6 +119,24 @@ TEST(SoftwareConvert, OddWidthLeavesTheLastPixelAndThePaddingAlone) {
     for (size_t y = 0; y < static_cast<size_t>(height); ++y) {
       for (size_t x = 0; x < 13; ++x) {
         ASSERT_EQ(out[y * 13 + x], x < 8 ? want[x % 4] : 0xEE) << x << "," << y;
+      }
+    }
+  }
+}
+
+TEST(SoftwareConvert, ImagesThatEndAtAPageStayInside) {
+  for (const int width : {1, 2, 5, 66, 720}) {
+    for (const int height : {1, 7, 576, 577, 593}) {
+      for (const auto edge : {GuardedBuffer::Edge::kEnd, GuardedBuffer::Edge::kBegin}) {
+        const GuardedBuffer source(static_cast<size_t>(width * height) * 4, edge);
+        const GuardedBuffer out(static_cast<size_t>(width * height) * 2, edge);
+        ASSERT_TRUE(
+            ConvertBgraTo422(out.Data(), width * 2, source.Data(), width * 4, width, height));
+        EXPECT_TRUE(out.SlackUntouched()) << width << "x" << height;
+        const GuardedBuffer words(static_cast<size_t>(width * height) * 2, edge);
+        ApplyRangeRows(SwapWordsRow, words.Data(), -width * 2, out.Data(), width * 2, width,
+                       height);
+        EXPECT_TRUE(words.SlackUntouched()) << width << "x" << height;
       }
     }
   }

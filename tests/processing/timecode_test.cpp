@@ -143,6 +143,14 @@ TEST(Timecode, ExtremeCountsDoNotTrap) {
   }
   // 2147483648 at 25: 23860 h 55 min 45 s 23; 23860 mod 60 is 40, clamped.
   EXPECT_EQ(Text(kMin, 25000, 1000, false).text, "-23:55:45:23");
+  EXPECT_EQ(Text(kMax, 25000, 1000, false).text, "23:55:45:22");
+  EXPECT_EQ(Bcd(kMin, 25000, 1000, false), 0x23455523u);
+  EXPECT_EQ(Bcd(kMax, 25000, 1000, false), 0x22455523u);
+  // Both halve to 1073741824 in single precision: 11930 h 27 min 52 s 24; 11930 mod 60 is 50.
+  EXPECT_EQ(Text(kMin, 50000, 1000, false).text, "-23:27:52:24");
+  EXPECT_EQ(Text(kMax, 50000, 1000, false).text, "23:27:52:24");
+  EXPECT_EQ(Bcd(kMin, 50000, 1000, false), 0x24522723u);
+  EXPECT_EQ(Bcd(kMax, 50000, 1000, false), 0x24522723u);
 }
 
 TEST(Timecode, HalvingIsInSinglePrecision) {
@@ -204,8 +212,8 @@ TEST(Timecode, EveryFrameOfADayComesBack) {
                {30000, 1001, 30, true}};
   for (const auto& row : kRows) {
     const int32_t frames = row.drop ? 24 * 107892 : 24 * 3600 * row.base;
-    // Every frame of an hour, then steps that share no factor with a minute.
-    for (int32_t f = 0; f < frames; f += f < 110000 ? 1 : 7) {
+    // In drop frame every frame of an hour, then steps that share no factor with a minute.
+    for (int32_t f = 0; f < frames; f += row.drop && f > 110000 ? 7 : 1) {
       char text[kTimecodeTextBytes];
       uint32_t back = 0, word = 0, wordBack = 0;
       FrameToTimecodeText(f, row.scale, row.rate, row.drop, text);

@@ -222,6 +222,25 @@ TEST(Questions, AnswerByFormat) {
   }
 }
 
+TEST(Questions, PixelsOfStandardDefinitionAreNotSquare) {
+  const struct {
+    const char* format;
+    int32_t x, y;
+  } kRows[] = {{"720x486 @ 29.97i", 10, 11},
+               {"720x480 @ 29.97i", 10, 11},
+               {"720x576 @ 25.00i", 12, 11},
+               {"1920x1080 @ 25.00i", 1, 1}};
+  OpenedBoard elm(BoardElm);
+  for (const auto& row : kRows) {
+    SCOPED_TRACE(row.format);
+    ASSERT_TRUE(elm.Format(row.format));
+    int32_t x = 0, y = 0;
+    elm.session.GetPixelAspect(&x, &y);
+    EXPECT_EQ(x, row.x);
+    EXPECT_EQ(y, row.y);
+  }
+}
+
 TEST(Questions, FourHundredEightyLinesStandBelowFourMore) {
   OpenedBoard elm(BoardElm);
   ASSERT_TRUE(elm.Format("720x480 @ 29.97i"));

@@ -215,6 +215,28 @@ TEST(TestPattern, IsDrawnInTheChannelsLayoutAndShown) {
   EXPECT_GT(bars[1], 200);  // white first
 }
 
+TEST(TestPattern, IsShownInTheFrameThatPatternsHave) {
+  OpenedBoard elm(BoardElm);
+  ASSERT_TRUE(elm.Format("720x576 @ 25.00i"));
+  ASSERT_TRUE(elm.session.SetChannelFormat(FrameBuffer8BitUyvy));
+  elm.port.registers[1] |= 0x1000;  // bottom line first, from a picture before
+  ASSERT_TRUE(elm.session.SetTestPattern(1));
+  EXPECT_EQ(elm.port.registers[2], 3u);
+  EXPECT_EQ(elm.port.registers[1] & 0x1000, 0u);
+  EXPECT_EQ(elm.port.frames[3].size(), 720u * 576 * 2);
+}
+
+TEST(TestPattern, WithoutADrawingIsRefusedInWords) {
+  OpenedBoard elm(BoardElm);
+  ASSERT_TRUE(elm.Format("720x576 @ 25.00i"));
+  elm.port.registers[1] = (elm.port.registers[1] & ~0x1Eu) | FrameBuffer8BitDvcPro << 1;
+  (void)elm.port.TakeWrites();
+  EXPECT_FALSE(elm.session.SetTestPattern(1));
+  EXPECT_EQ(elm.session.GetLastError(),
+            "DVCPro, HDV, and QRez framebuffer formats not supported in 525 and 625.");
+  EXPECT_EQ(elm.port.TakeWrites(), "");
+}
+
 TEST(TestPattern, OfASetupGoesToTheFrameAskedFor) {
   OpenedBoard elm(BoardElm);
   ASSERT_TRUE(elm.Format("720x576 @ 25.00i"));

@@ -41,6 +41,56 @@ TEST(MachineDescription, TheBuiltInMachineIsOneElmWithBarsAndTone) {
   EXPECT_EQ(machine.rate, 1.0);
 }
 
+TEST(MachineDescription, EveryKeyOfTheTapeMachineIsRead) {
+  const std::string folder = test::FreshFolder("machine");
+  MachineDescription machine;
+  std::string error;
+  ASSERT_TRUE(Parse(R"(
+[[card]]
+board = "Elm"
+[card.input1]
+source = "tape"
+[card.vtr]
+tape = "reel"
+format = "720p 50"
+timecode = "10:00:00:00"
+length = 90
+manner = "plain"
+[card.vtr.faults]
+local = true
+tape_out = true
+record_inhibit = true
+off_line = true
+skip_timecode = "10:00:01:00"
+jump_at = "10:00:02:00"
+jump_frames = -3
+slow_reply = 7
+cut_reply = 2
+wrong_sum = true
+wrong_reply = true
+)",
+                    &machine, &error, folder))
+      << error;
+  const CardDescription& card = machine.cards[0];
+  EXPECT_TRUE(card.rs422);
+  EXPECT_EQ(card.inputs[0].source, SignalSource::kTape);
+  EXPECT_EQ(card.inputs[0].videoFormat, 17u);
+  EXPECT_EQ(card.deck.tape, folder + "/reel");
+  EXPECT_EQ(card.deck.videoFormat, 17u);
+  EXPECT_EQ(card.deck.timecode, "10:00:00:00");
+  EXPECT_EQ(card.deck.seconds, 90);
+  EXPECT_TRUE(card.deck.plain);
+  const DeckFaultDescription& faults = card.deck.faults;
+  EXPECT_TRUE(faults.local && faults.tapeOut && faults.recordInhibit && faults.offLine);
+  EXPECT_TRUE(faults.wrongSum && faults.wrongReply);
+  EXPECT_EQ(faults.skipTimecode, "10:00:01:00");
+  EXPECT_EQ(faults.jumpAt, "10:00:02:00");
+  EXPECT_EQ(faults.jumpFrames, -3);
+  EXPECT_EQ(faults.slowReplyMs, 7);
+  EXPECT_EQ(faults.cutReply, 2);
+  EXPECT_FALSE(std::filesystem::exists(folder + "/reel"));  // made when the machine is first used
+}
+
 TEST(MachineDescription, EveryKeyIsRead) {
   const std::string folder = test::FreshFolder("machine");
   MachineDescription machine;
@@ -87,6 +137,8 @@ identity = 0x10196500
 [card.input1]
 source = "bars"
 timecode = "none"
+[card.faults]
+refuse_register = 22
 )",
                     &machine, &error, folder))
       << error;
@@ -119,6 +171,7 @@ timecode = "none"
   EXPECT_EQ(card.faults.loseInputAt, 20);
   EXPECT_EQ(card.faults.returnInputAt, 30);
   EXPECT_EQ(card.faults.refuseRegister, (std::vector<uint32_t>{22, 126}));
+  EXPECT_EQ(machine.cards[1].faults.refuseRegister, std::vector<uint32_t>{22});
   EXPECT_EQ(machine.cards[1].identity, 0x10196500u);
   EXPECT_EQ(machine.cards[1].inputs[0].timecode, "");
 }
@@ -153,9 +206,35 @@ TEST(MachineDescription, WhatIsWrongIsToldWithFileLineAndKey) {
       {"[[card]]\nboard = \"Elm\"\n[card.input1]\nsource = \"bars\"\nformat = \"x\"\n",
        "machine.toml:5: card.input1.format: "},
       {"[[card]]\nboard = \"Elm\"\n[card.input1]\nsource = \"tape\"\n",
-       "machine.toml:4: card.input1.source: the tape machine is not available yet"},
-      {"[[card]]\nboard = \"Elm\"\n[card.vtr]\ntape = \"x\"\n",
-       "machine.toml:3: card.vtr: the tape machine is not available yet"},
+       "machine.toml:4: card.input1.source: no tape machine is connected"},
+      {"[[card]]\nboard = \"Elm\"\nrs422 = true\n[card.input1]\nsource = \"tape\"\nformat = "
+       "\"625 50.00\"\n",
+       "machine.toml:6: card.input1.format: the tape is 1080i 59.94"},
+      {"[[card]]\nboard = \"Elm\"\nrs422 = true\n[card.input1]\nsource = \"tape\"\naudio = "
+       "\"tone\"\n",
+       "machine.toml:6: card.input1.audio: the source does not use this key"},
+      {"[[card]]\nboard = \"Hazel2\"\n[card.vtr]\n",
+       "machine.toml:3: card.vtr: board \"Hazel2\" has no port for a tape machine"},
+      {"[[card]]\nboard = \"Elm\"\n[card.vtr]\ntape = \"no/where\"\n",
+       "machine.toml:4: card.vtr.tape: the folder \""},
+      {"[[card]]\nboard = \"Elm\"\n[card.vtr]\ntape = \"/etc/hostname\"\n",
+       "machine.toml:4: card.vtr.tape: \"/etc/hostname\" is no tape: "},
+      {"[[card]]\nboard = \"Elm\"\n[card.vtr]\ntimecode = \"1 hour\"\n",
+       "machine.toml:4: card.vtr.timecode: \"1 hour\" is no timecode"},
+      {"[[card]]\nboard = \"Elm\"\n[card.vtr]\nformat = \"625 50.00\"\ntimecode = "
+       "\"01:00:00:25\"\n",
+       "machine.toml:5: card.vtr.timecode: there is no 01:00:00:25 in 625 50.00"},
+      {"[[card]]\nboard = \"Elm\"\n[card.vtr]\nformat = \"720p 50\"\ntimecode = \"01;00;00;00\"\n",
+       "machine.toml:5: card.vtr.timecode: there is no 01;00;00;00 in 720p 50"},
+      {"[[card]]\nboard = \"Elm\"\n[card.vtr]\nmanner = \"rude\"\n",
+       "machine.toml:4: card.vtr.manner: there is no manner \"rude\""},
+      {"[[card]]\nboard = \"Elm\"\n[card.vtr]\nlength = 0\n", "machine.toml:4: card.vtr.length: "},
+      {"[[card]]\nboard = \"Elm\"\n[card.vtr]\nformat = \"x\"\n",
+       "machine.toml:4: card.vtr.format: there is no format \"x\""},
+      {"[[card]]\nboard = \"Elm\"\n[card.vtr.faults]\nsleepy = true\n",
+       "machine.toml:4: card.vtr.faults.sleepy: "},
+      {"[[card]]\nboard = \"Elm\"\nrs422 = true\n[[card]]\nboard = \"Elm\"\n[card.vtr]\n",
+       "machine.toml:6: card.vtr.tape: this tape is in another card's machine"},
       {"[[card]]\nboard = \"Elm\"\n[card.input1]\nsource = \"clip\"\n",
        "machine.toml:3: card.input1.clip: "},
       {"[[card]]\nboard = \"Elm\"\n[card.input1]\nsource = \"clip\"\nclip = \"none.mov\"\n",
@@ -190,6 +269,15 @@ TEST(MachineDescription, WhatIsWrongIsToldWithFileLineAndKey) {
     SCOPED_TRACE(bad.text);
     EXPECT_EQ(ErrorOf(bad.text).substr(0, std::string(bad.begins).size()), bad.begins);
   }
+}
+
+TEST(MachineDescription, AnEmptyListOfCardsIsAMachineWithoutCards) {
+  MachineDescription machine;
+  std::string error;
+  EXPECT_TRUE(Parse("card = []\n", &machine, &error)) << error;
+  EXPECT_TRUE(machine.cards.empty());
+  EXPECT_NE("", ErrorOf("card = [1]\n"));
+  EXPECT_NE("", ErrorOf(""));
 }
 
 TEST(MachineDescription, AMachineHasAtMostEightCards) {

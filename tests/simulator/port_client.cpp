@@ -2,6 +2,8 @@
 
 #include <cstring>
 
+#include "support/test_environment.h"
+
 namespace morvane::test {
 
 PortClient::PortClient(DriverPort* port, uint32_t boardType, uint32_t index) : port_(port) {
@@ -144,6 +146,7 @@ bool PortClient::Transfer(Frame* frame) {
 MachineDescription ElmWithBars(uint32_t videoFormat) {
   MachineDescription machine = BuiltInMachine();
   machine.cards[0].inputs[0].videoFormat = videoFormat;
+  machine.cards[0].deck.tape = FreshFolder("deck") + "/tape";
   return machine;
 }
 

@@ -65,7 +65,7 @@ class PortClient {
   DriverHandle handle_ = 0;
 };
 
-// An "Elm" with bars and tone of `videoFormat` on input 1.
+// An "Elm" with bars and tone of `videoFormat` on input 1, and a tape of its own.
 [[nodiscard]] MachineDescription ElmWithBars(uint32_t videoFormat = 2);
 
 // Steps a manual clock by whole frames of `scale` / `duration`, never short of a boundary.

@@ -2,6 +2,8 @@
 
 #include <dirent.h>
 
+#include <ctime>
+
 #include "base/clock.h"
 #include "simulator/input_source.h"
 #include "simulator/port_client.h"
@@ -57,6 +59,21 @@ TEST(RealClock, ThreeHundredFramesTakeTheirTimeAndNoneIsDropped) {
   EXPECT_GE(elapsed, 1001000000);  // 300 frames of 1001 / 30000 s at ten times the pace
   EXPECT_LT(elapsed, 10010000000);
   EXPECT_EQ(card.Status(kIn).framesDropped, 0u);
+}
+
+TEST(RealClock, AnIdleCardTakesNoProcessorTime) {
+  SimulatedDriver driver(ElmWithBars());
+  PortClient card(&driver, BOARDTYPE_OEM2K);
+  card.SetFormat(2);
+  ASSERT_TRUE(card.Init(kIn, 0, 30));
+  EXPECT_EQ(card.Get(22), 0x00000044u);
+  timespec before, after;
+  clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &before);
+  NxClockSleepUntilNs(NxClockNowNs() + 300'000'000);
+  clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &after);
+  const double usedMs = static_cast<double>(after.tv_sec - before.tv_sec) * 1e3 +
+                        static_cast<double>(after.tv_nsec - before.tv_nsec) * 1e-6;
+  EXPECT_LE(usedMs, 30.0);
 }
 
 TEST(RealClock, AnIdleMachineHasNoThreads) {

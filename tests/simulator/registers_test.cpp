@@ -65,6 +65,29 @@ TEST(Registers, NumbersExistUpTo4095AndFrom10000) {
   EXPECT_EQ(card->Get(0xFFFFFFFF), 7u);
 }
 
+TEST(Registers, NewNumbersForEverFindAnEnd) {
+  ManualClock clock;
+  Card card(ElmWithBars());
+  constexpr uint32_t kFirst = 20000;
+  constexpr uint32_t kLimit = 65536;
+  for (uint32_t i = 0; i < 2 * kLimit; ++i) ASSERT_TRUE(card->Write(kFirst + i, 0)) << i;
+  for (uint32_t i = 0; i < kLimit; ++i) ASSERT_TRUE(card->Write(kFirst + i, i + 1)) << i;
+  EXPECT_FALSE(card->Write(kFirst + kLimit, 1));
+  EXPECT_EQ(card->Get(kFirst + kLimit), 0u);
+  EXPECT_TRUE(card->Write(kFirst + kLimit, 0)) << "what needs no room has it";
+
+  // What is there, and what the software uses, works on.
+  EXPECT_EQ(card->Get(50), 0x10196500u);
+  EXPECT_TRUE(card->Write(10050, 3));
+  EXPECT_EQ(card->Get(10050), 3u);
+  EXPECT_TRUE(card->Write(kFirst, 99));
+  EXPECT_EQ(card->Get(kFirst), 99u);
+  EXPECT_EQ(card->Get(kFirst + kLimit - 1), kLimit);
+  EXPECT_TRUE(card->Write(kFirst, 0));
+  EXPECT_TRUE(card->Write(kFirst + 1, 0));
+  EXPECT_TRUE(card->Write(kFirst + kLimit, 1)) << "a word that is 0 again takes no room";
+}
+
 TEST(Registers, AShiftBeyondTheWordGivesNothing) {
   ManualClock clock;
   Card card(ElmWithBars());

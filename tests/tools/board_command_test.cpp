@@ -1,6 +1,7 @@
 // The commands that tell what a board offers and show a pattern, run as a user runs them.
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <nlohmann/json.hpp>
@@ -61,6 +62,33 @@ TEST(PatternCommand, RefusesANumberBeyondTheList) {
   const test::ToolRun run = Morvanectl("--json pattern 13");
   EXPECT_EQ(run.exitCode, 1);
   EXPECT_EQ(nlohmann::json::parse(run.out)["error"], -2);
+}
+
+TEST(PatternCommand, DrawsEveryPattern) {
+  const std::string folder = test::FreshFolder("patterns");
+  for (int number = 0; number <= 12; ++number) {
+    const std::string path = folder + "/" + std::to_string(number) + ".png";
+    EXPECT_EQ(Morvanectl("pattern " + std::to_string(number) + " --png " + path).exitCode, 0);
+    EXPECT_TRUE(std::filesystem::exists(path)) << number;
+  }
+  ASSERT_EQ(std::system(("ffmpeg -v error -i " + folder + "/0.png -f rawvideo -pix_fmt rgb24 " +
+                         folder + "/0.raw")
+                            .c_str()),
+            0);
+  std::ifstream file(folder + "/0.raw", std::ios::binary);
+  std::string raw(size_t{1920} * 1080 * 3, '\0');
+  file.read(raw.data(), static_cast<std::streamsize>(raw.size()));
+  ASSERT_TRUE(file.good());
+  const int kOn[8][3] = {{1, 1, 1}, {1, 1, 0}, {0, 1, 1}, {0, 1, 0},
+                         {1, 0, 1}, {1, 0, 0}, {0, 0, 1}, {0, 0, 0}};
+  for (const size_t y : {size_t{0}, size_t{540}, size_t{1079}}) {
+    for (size_t bar = 0; bar < 8; ++bar) {
+      for (size_t c = 0; c < 3; ++c) {
+        const auto value = static_cast<uint8_t>(raw[(y * 1920 + bar * 240 + 120) * 3 + c]);
+        EXPECT_NEAR(value, kOn[bar][c] * 255, 2) << "bar " << bar << " line " << y;
+      }
+    }
+  }
 }
 
 TEST(PatternCommand, DrawsANewFileAndNeverOverAnOldOne) {

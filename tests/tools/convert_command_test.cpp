@@ -1,10 +1,13 @@
-// extract and convert, run as a user runs them, on clips that the test makes.
+// info, framehash, extract and convert, run as a user runs them, on clips that the test makes.
 #include <gtest/gtest.h>
 
 #include <nlohmann/json.hpp>
+#include <sstream>
 #include <string>
 #include <vector>
 
+#include "media/media_factory.h"
+#include "media/media_wav.h"
 #include "media/riff_wave.h"
 #include "support/test_environment.h"
 #include "tools/sound_copy.h"
@@ -59,6 +62,120 @@ std::string Hashes(const std::string& folder, const std::string& arguments) {
   return run.out.substr(run.out.find('\n', head));
 }
 
+// The hashes of a list of frames, which are its last column.
+std::vector<std::string> HashesOf(const ToolRun& run) {
+  EXPECT_EQ(run.exitCode, 0) << run.err;
+  std::vector<std::string> hashes;
+  std::istringstream lines(run.out);
+  for (std::string line; std::getline(lines, line);) {
+    if (!line.empty() && line[0] != '#') hashes.push_back(line.substr(line.rfind(' ') + 1));
+  }
+  return hashes;
+}
+
+TEST(FramehashCommand, ListsWhatFfmpegLists) {
+  const std::string folder = FreshFolder("hash");
+  MakeClip(folder, 3);
+  for (const std::string type : {"tga", "bmp"}) {
+    // A width that is a multiple of four: others want lines of whole words in a BMP.
+    ASSERT_EQ(
+        RunTool(folder, "convert src_000001.tga " + type + " --size 8x4 --type " + type).exitCode,
+        0);
+    const auto theirs = HashesOf(RunShell(
+        folder, "ffmpeg -v error -i " + type + "_%06d." + type + " -pix_fmt rgb24 -f framemd5 -"));
+    EXPECT_EQ(theirs.size(), 3U);
+    EXPECT_EQ(
+        HashesOf(RunTool(folder, "framehash " + type + "_000000." + type + " --format 'rgb '")),
+        theirs)
+        << type;
+  }
+  ASSERT_EQ(RunTool(folder, "convert src_000001.tga raw --type yuv --size 720x480").exitCode, 0);
+  const auto theirs = HashesOf(RunShell(folder,
+                                        "cat raw_00000?.yuv | ffmpeg -v error -f rawvideo -pix_fmt "
+                                        "uyvy422 -s 720x480 -i - -f framemd5 -"));
+  EXPECT_EQ(theirs.size(), 3U);
+  EXPECT_EQ(HashesOf(RunTool(folder, "framehash raw_000000.yuv")), theirs);
+}
+
+TEST(FramehashCommand, AListThatWasStoppedIsNoneToTrust) {
+  const std::string folder = FreshFolder("hash");
+  MakeClip(folder, 1);
+  // More lines than a pipe holds, so that the listing waits for its reader.
+  const ToolRun run = RunTool(
+      folder, "framehash src_000001.tga",
+      "for n in $(seq -w 2 3000); do ln src_000001.tga src_00$n.tga; done; mkfifo pipe; "
+      "stopped() { \"$@\" > pipe & exec 3<pipe; read line <&3; kill -TERM $!; cat <&3 > list; "
+      "wait $!; }; stopped");
+  EXPECT_EQ(run.exitCode, 1);
+  EXPECT_NE(run.err.find("the list is not complete"), std::string::npos) << run.err;
+  EXPECT_GT(ReadWholeFile(folder + "/list").size(), 1000U);
+}
+
+TEST(InfoCommand, TellsOfEveryTypeWhatWasWritten) {
+  const std::string folder = FreshFolder("info");
+  MakeClip(folder, 2);
+  const struct {
+    const char* type;
+    const char* fourcc;
+    int imageOffset;
+  } rows[] = {{"dpx", "11rb", 2048}, {"cin", "10rb", 2048}, {"tga", "bgr ", 128},
+              {"bmp", "bgr ", 512},  {"tif", "rgb ", 512},  {"yuv", "2vuy", 0}};
+  for (const auto& row : rows) {
+    const std::string type = row.type;
+    ASSERT_EQ(RunTool(folder, "convert src_000001.tga " + type + " --size 720x576 --type " + type)
+                  .exitCode,
+              0)
+        << type;
+    const ToolRun run = RunTool(folder, "--json info " + type + "_000000." + type);
+    ASSERT_EQ(run.exitCode, 0) << run.err;
+    const Json info = Json::parse(run.out);
+    EXPECT_EQ(info["fourcc"], row.fourcc) << type;
+    EXPECT_EQ(info["width"], 720) << type;
+    EXPECT_EQ(info["height"], 576) << type;
+    EXPECT_EQ(info["frameCount"], 2) << type;
+    EXPECT_EQ(info["imageOffset"], row.imageOffset) << type;
+  }
+}
+
+TEST(InfoCommand, SoundAloneHasNoPictureAndTellsItsMetadata) {
+  const std::string folder = FreshFolder("info");
+  NxMediaWAV wav;
+  NxMediaCreateInfo info = {};
+  info.streams = NxStreamsAudio;
+  info.audio = AudioFormatRow(5);
+  info.audio.fileCount = 1;
+  ASSERT_EQ(wav.CreateWrite("x", nullptr, nullptr, folder, &info, kCreateNew, kAccessWrite, false),
+            NxErrSuccess);
+  NxMediaMetadata metadata = {};
+  metadata.presentFlags = kMetaReelName | kMetaExtended;
+  PutText("REEL 7", metadata.reelName, sizeof metadata.reelName);
+  PutText("10:20:30:04", metadata.extended.orgTC, sizeof metadata.extended.orgTC);
+  PutText("second pass", metadata.extended.comment, sizeof metadata.extended.comment);
+  metadata.extended.altTCScale = 25000;
+  metadata.extended.dataType = 3;
+  ASSERT_EQ(wav.SetMetadata(&metadata), NxErrSuccess);
+  std::vector<uint8_t> sound(600, 7);
+  NxAudioWriteRequest request;
+  request.buffer = sound.data();
+  request.bytes = 600;
+  ASSERT_EQ(wav.WriteAudio(&request), NxErrSuccess);
+  ASSERT_EQ(wav.Close(), NxErrSuccess);
+
+  const ToolRun run = RunTool(folder, "--json info x.wav");
+  ASSERT_EQ(run.exitCode, 0) << run.err;
+  const Json document = Json::parse(run.out);
+  EXPECT_EQ(document["class"], "NxMediaWAV");
+  EXPECT_EQ(document["width"], 0);
+  EXPECT_EQ(document["audio"]["fourcc"], "24au");
+  EXPECT_EQ(document["audio"]["samplesPerFile"], Json{100});
+  EXPECT_EQ(document["metadata"]["reelName"], "REEL 7");
+  const Json& extended = document["metadata"]["extended"];
+  EXPECT_EQ(extended["orgTC"], "10:20:30:04");
+  EXPECT_EQ(extended["comment"], "second pass");
+  EXPECT_EQ(extended["altTCScale"], 25000);
+  EXPECT_EQ(extended["dataType"], 3);
+}
+
 TEST(ExtractCommand, WritesTheRawPixelsOfOneFrame) {
   const std::string folder = FreshFolder("extract");
   MakeClip(folder, 2);
@@ -97,7 +214,7 @@ TEST(ConvertCommand, PictureSurvivesTheWayThroughOtherTypes) {
   const std::string folder = FreshFolder("convert");
   MakeClip(folder, 3);
   const std::string wanted = Hashes(folder, "src_000001.tga");
-  for (const char* type : {"tif", "bmp", "dpx"}) {
+  for (const char* type : {"dpx", "cin", "tga", "bmp", "tif"}) {
     const std::string to = std::string("convert src_000001.tga ") + type +
                            " --start-number 000001 --rate 25000/1000 --type " + type;
     ToolRun run = RunTool(folder, "--json " + to);
@@ -132,6 +249,21 @@ TEST(ConvertCommand, ThreadsChangeNothingButTheTime) {
                                 "cmp t1_00000$n.yuv t16_00000$n.yuv || exit 1; done; "
                                 "test ! -e t1_000005.yuv");
   EXPECT_EQ(same.exitCode, 0) << same.out << same.err;
+}
+
+TEST(ConvertCommand, ATerminalSeesHowFarItIs) {
+  const std::string folder = FreshFolder("convert");
+  MakeClip(folder, 5);
+  const ToolRun quiet = RunTool(folder, "convert src_000001.tga quiet --type bmp");
+  ASSERT_EQ(quiet.exitCode, 0);
+  EXPECT_EQ(quiet.err, "") << "no line of progress in a log";
+  if (RunShell(folder, "command -v script").exitCode != 0) GTEST_SKIP() << "no script(1) here";
+  const ToolRun seen = RunTool(folder, "convert src_000001.tga seen --type bmp",
+                               "run() { script -qec \"$*\" /dev/null; }; run");
+  ASSERT_EQ(seen.exitCode, 0) << seen.out;
+  const size_t last = seen.out.find("frame 5 of 5  ");
+  ASSERT_NE(last, std::string::npos) << seen.out;
+  EXPECT_NE(seen.out.find(" frames a second", last), std::string::npos) << seen.out;
 }
 
 TEST(ConvertCommand, AnEarlierClipInTheWayIsLeftAlone) {
@@ -249,6 +381,121 @@ TEST(ConvertCommand, TimecodeAndReelGoAlong) {
   ASSERT_GT(second.size(), 2048U);
   EXPECT_EQ(std::string(first.begin() + 160, first.begin() + 166), std::string("Seven\0", 6));
   EXPECT_EQ(copy["timecode"], "01:02:03:18");
+}
+
+// Writes a clip of 8x4 pixels as a capture does: frames of `words`, user bits, drop frame, the
+// aspect and field order of tape.
+void CaptureClip(const std::string& folder, NxFileType type, const char* startNumber,
+                 uint32_t orientation, const std::vector<uint32_t>& words) {
+  const MediaFilePtr file(CreateMediaFile(type));
+  NxMediaCreateInfo info = {};
+  info.streams = NxStreamsPicture;
+  info.fourcc = type == NxFileTypeDPX ? FourCC("11rb") : FourCC("bgr ");
+  info.orientation = orientation;
+  info.width = 8;
+  info.height = 4;
+  info.fieldType = 2;
+  info.parNum = 10;
+  info.parDen = 11;
+  info.timeScale = 30000;
+  info.timeRate = 1001;
+  ASSERT_EQ(
+      file->CreateWrite("a", startNumber, folder, folder, &info, kCreateNew, kAccessWrite, false),
+      NxErrSuccess);
+  std::vector<uint8_t> pixels;
+  for (int i = 0; i < 8 * 4 * 4; ++i) pixels.push_back(static_cast<uint8_t>(31 * i));
+  for (const uint32_t word : words) {
+    NxImageWriteRequest request;
+    request.fourcc = info.fourcc;
+    request.width = 8;
+    request.height = 4;
+    request.pitch = info.linePitch;
+    request.orientation = static_cast<int32_t>(orientation);
+    request.imageBuffer = pixels.data();
+    request.timeCode.flags = kTimeCodePresent;
+    request.timeCode.timeCode = word;
+    request.timeCode.userBits = 0x78563412;
+    request.timeCode.timeCodeType = 2;
+    request.timeCode.dropFrame = 1;
+    request.timeCode.tcScale = 30000;
+    request.timeCode.tcRate = 1001;
+    ASSERT_EQ(file->WriteImage(&request), NxErrSuccess);
+  }
+  ASSERT_EQ(file->Close(), NxErrSuccess);
+}
+
+// 01:00:59;28 and on; the first two frames of the minute are not counted.
+const std::vector<uint32_t> kAcrossAMinute = {0x28590001, 0x29590001, 0x02000101, 0x03000101};
+
+TEST(ConvertCommand, DropFrameAndUserBitsOfDpxGoAlong) {
+  const std::string folder = FreshFolder("convert");
+  CaptureClip(folder, NxFileTypeDPX, "000001", kOrientationTopDown, kAcrossAMinute);
+  ASSERT_EQ(RunTool(folder, "convert a_000001.dpx b --start-number 000001").exitCode, 0);
+  for (const char* name : {"_000001.dpx", "_000002.dpx", "_000003.dpx", "_000004.dpx"}) {
+    const std::vector<uint8_t> source = ReadWholeFile(folder + "/a" + name);
+    const std::vector<uint8_t> copy = ReadWholeFile(folder + "/b" + name);
+    ASSERT_GT(copy.size(), 2048U);
+    ASSERT_EQ(copy.size(), source.size());
+    EXPECT_EQ(std::vector<uint8_t>(copy.begin() + 1920, copy.begin() + 1928),
+              std::vector<uint8_t>(source.begin() + 1920, source.begin() + 1928))
+        << name;
+  }
+  EXPECT_NE(RunShell(folder, "cat b_000001.vyr").out.find("<DF>1</DF>"), std::string::npos);
+}
+
+TEST(ConvertCommand, AFrameInTheMiddleKeepsItsOwnTimecode) {
+  const std::string folder = FreshFolder("convert");
+  CaptureClip(folder, NxFileTypeTGA, "000001", kOrientationTopDown, kAcrossAMinute);
+  ASSERT_EQ(RunTool(folder, "convert a_000003.tga b --type dpx --start-number 000001").exitCode, 0);
+  const std::vector<uint8_t> copy = ReadWholeFile(folder + "/b_000001.dpx");
+  ASSERT_GT(copy.size(), 2048U);
+  EXPECT_EQ(std::vector<uint8_t>(copy.begin() + 1920, copy.begin() + 1924),
+            (std::vector<uint8_t>{0x01, 0x01, 0x00, 0x02}));
+}
+
+TEST(ConvertCommand, AspectAndFieldOrderOfADefaultClipGoAlong) {
+  const std::string folder = FreshFolder("convert");
+  CaptureClip(folder, NxFileTypeTGA, nullptr, kOrientationTopDown, kAcrossAMinute);
+  ASSERT_EQ(RunTool(folder, "convert a_000000.tga b --start-number 000001").exitCode, 0);
+  const Json info = Json::parse(RunTool(folder, "--json info b_000001.tga").out);
+  EXPECT_EQ(info["parNum"], 10);
+  EXPECT_EQ(info["parDen"], 11);
+  EXPECT_EQ(info["fieldType"], 2);
+  EXPECT_EQ(info["timeScale"], 30000);
+}
+
+TEST(ConvertCommand, TheTopLineComesFirstWhereEveryProgramReadsItRight) {
+  const std::string folder = FreshFolder("convert");
+  CaptureClip(folder, NxFileTypeTGA, nullptr, kOrientationBottomUp, kAcrossAMinute);
+  for (const char* type : {"tif", "bmp"}) {
+    const std::string name = type;
+    ASSERT_EQ(RunTool(folder, "convert a_000000.tga " + name + " --type " + name).exitCode, 0);
+    EXPECT_EQ(
+        Json::parse(RunTool(folder, "--json info " + name + "_000000." + name).out)["orientation"],
+        1);
+    const ToolRun other = RunShell(folder, "for f in a_000000.tga " + name + "_000000." + name +
+                                               "; do ffmpeg -y -nostdin -v error -i $f -f rawvideo "
+                                               "-pix_fmt rgb24 $f.raw || exit 1; done; "
+                                               "cmp a_000000.tga.raw " +
+                                               name + "_000000." + name + ".raw");
+    EXPECT_EQ(other.exitCode, 0) << other.out << other.err;
+  }
+  // The same format keeps the order of its lines, and so each byte.
+  for (const char* told : {"", " --format 'bgr '"}) {
+    ASSERT_EQ(RunShell(folder, "rm -f same*").exitCode, 0);
+    ASSERT_EQ(RunTool(folder, std::string("convert a_000000.tga same") + told).exitCode, 0);
+    EXPECT_EQ(RunShell(folder, "cmp a_000000.tga same_000000.tga").exitCode, 0) << told;
+  }
+}
+
+TEST(ConvertCommand, ASidecarThatWasThereIsTold) {
+  const std::string folder = FreshFolder("convert");
+  MakeClip(folder, 1);
+  WriteFile(folder + "/b_000000.vyr", "somebody's notes");
+  const ToolRun run = RunTool(folder, "convert src_000001.tga b --type bmp");
+  EXPECT_EQ(run.exitCode, 0);
+  EXPECT_NE(run.err.find("b_000000.vyr was there before"), std::string::npos) << run.err;
+  EXPECT_EQ(ReadWholeFile(folder + "/b_000000.vyr").size(), 16U);
 }
 
 TEST(ConvertCommand, WrongLineIsExitCodeTwo) {

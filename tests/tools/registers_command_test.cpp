@@ -33,7 +33,7 @@ TEST(RegistersCommand, WritesAFieldAndTellsTheRegister) {
 
 TEST(RegistersCommand, AWaitThatEndsInVainFails) {
   // No format was ever set on a card that has just come up, so its outputs do not run.
-  for (const char* line : {"wait 0 1", "wait 5 1"}) {
+  for (const char* line : {"wait 0 200", "wait 5 200"}) {
     const ToolRun run = RunTool(PrivateFolder(), std::string("--json registers ") + line);
     EXPECT_EQ(run.exitCode, 1) << line;
     EXPECT_EQ(Json::parse(run.out)["error"], -2) << line;
@@ -52,6 +52,38 @@ TEST(RegistersCommand, TellsTheLogicOfTheCard) {
   EXPECT_TRUE(value["byteCount"].is_number());
 }
 
+TEST(RegistersCommand, ARegisterThatIsNoneIsNamed) {
+  for (const char* line : {"read 5000", "multi 50 5000"}) {
+    const ToolRun run = RunTool(PrivateFolder(), std::string("--json registers ") + line);
+    EXPECT_EQ(run.exitCode, 1) << line;
+    EXPECT_EQ(Json::parse(run.out),
+              (Json{{"error", -2}, {"text", "Register 5000 cannot be read."}}));
+    EXPECT_EQ(run.err, "morvanectl: error -2: Register 5000 cannot be read.\n");
+  }
+}
+
+TEST(RegistersCommand, AnInterruptWithoutSubscriptionIsNamed) {
+  const ToolRun run = RunTool(PrivateFolder(), "registers wait 1 1");
+  EXPECT_EQ(run.exitCode, 1);
+  EXPECT_EQ(run.err, "morvanectl: error -2: Interrupt 1 cannot be subscribed.\n");
+}
+
+TEST(RegistersCommand, TellsTheLogicThatLiesInFlash) {
+  WriteFile(PrivateFolder() + "/larch.toml", "[[card]]\nboard = \"Larch\"\n");
+  const ToolRun run = RunTool(PrivateFolder(), "--machine larch.toml --json registers bitfile 0");
+  ASSERT_EQ(run.exitCode, 0) << run.err;
+  EXPECT_EQ(Json::parse(run.out)["value"], (Json{{"checksum", 0},
+                                                 {"recordVersion", 0},
+                                                 {"recordSize", 1024},
+                                                 {"byteCount", 0x123456},
+                                                 {"date", "2009/06/18"},
+                                                 {"time", "14:25:07"},
+                                                 {"designName", "larch01"},
+                                                 {"kind", 0},
+                                                 {"partName", "5vlx50tff1136"},
+                                                 {"projectNumber", 0}}));
+}
+
 TEST(RegistersCommand, DrawsAPattern) {
   EXPECT_EQ(Registers("pattern 0"), (Json{{"result", 0}, {"name", "100% ColorBars"}}));
   EXPECT_EQ(RunTool(PrivateFolder(), "registers pattern 13").exitCode, 1);
@@ -60,7 +92,7 @@ TEST(RegistersCommand, DrawsAPattern) {
 TEST(RegistersCommand, WrongLineIsExitCodeTwo) {
   for (const char* line : {"registers", "registers read", "registers read x", "registers write 1",
                            "registers multi", "registers wait 26 5", "registers read 0 --shift 32",
-                           "registers build", "registers read 0 --host there"}) {
+                           "registers read 0 --host", "registers read 0 --number 1"}) {
     EXPECT_EQ(RunTool(PrivateFolder(), line).exitCode, 2) << line;
   }
   EXPECT_EQ(RunTool(PrivateFolder(), "registers read 0 --board 3").exitCode, 1);

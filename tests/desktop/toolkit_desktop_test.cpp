@@ -1,0 +1,140 @@
+#include <gtest/gtest.h>
+#include <signal.h>
+
+#include <algorithm>
+#include <fstream>
+
+#include "desktop.h"
+#include "support/test_environment.h"
+
+// Keys, focus and dialogs of the toolkit on a real screen.
+namespace morvane::test {
+namespace {
+
+class ProbeTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    ASSERT_TRUE(desktop.Stands());
+    ASSERT_TRUE(Says("started\n"));
+    // Painted, so that the mouse has something to hit.
+    ASSERT_TRUE(Eventually([&] { return desktop.Shoot().At(380, 280)[2] > 20; }));
+  }
+  bool Says(const std::string& text) {
+    return Eventually([&] { return program.Output().find(text) != std::string::npos; });
+  }
+  [[nodiscard]] bool Said(const std::string& text) const {
+    return program.Output().find(text) != std::string::npos;
+  }
+  // Row 0 to 4: text, number, box, file, list.
+  void ClickRow(int row) { desktop.Click(60, 300 - 272 + 40 * row); }
+
+  // Until the window of this title has the keyboard.
+  bool HasKeyboard(const std::string& title) {
+    return Eventually([&] { return desktop.Do("getwindowfocus getwindowname") == title + "\n"; });
+  }
+  // Until a list is down: a second window.
+  bool ListIsDown() {
+    const std::string search = "search --onlyvisible --pid " + std::to_string(program.Pid());
+    return Eventually([&] {
+      const std::string windows = desktop.Do(search);
+      return std::count(windows.begin(), windows.end(), '\n') > 1;
+    });
+  }
+
+  const std::string folder = FreshFolder("probe");
+  Desktop desktop{800, 600};
+  Program program{desktop, MORVANE_PROBE, {{"PROBE_FOLDER", folder}}};
+};
+
+TEST_F(ProbeTest, WhatIsTypedIntoATextIsNoHotKey) {
+  desktop.Do("key j");
+  EXPECT_TRUE(Says("key 106 0\n"));
+  ClickRow(0);
+  EXPECT_TRUE(Says("gained text\n"));
+  desktop.Do("key ctrl+a key j key space key i key Left key Left key x key Return");
+  EXPECT_TRUE(Says("text jx i\n"));
+  EXPECT_TRUE(Says("lost text\n"));
+  EXPECT_FALSE(Said("key 32 0\n"));
+  EXPECT_FALSE(Said("key -1 37\n"));
+  desktop.Do("key Left key space");
+  EXPECT_TRUE(Says("key -1 37\nkey 32 0\n"));
+}
+
+TEST_F(ProbeTest, EscapeDropsWhatWasTypedAndAPressElsewhereKeepsIt) {
+  ClickRow(0);
+  EXPECT_TRUE(Says("gained text\n"));
+  desktop.Do("key a key b key Escape");
+  EXPECT_TRUE(Says("key 27 0\n"));
+  EXPECT_TRUE(Says("lost text\n"));
+  EXPECT_FALSE(Said("text "));
+  ClickRow(0);
+  desktop.Do("key ctrl+a key n key e key w");
+  desktop.Click(300, 280);  // the window's own ground
+  EXPECT_TRUE(Says("text new\nlost text\ndown 300 19\n"));
+}
+
+TEST_F(ProbeTest, NumbersAreTypedAndStepped) {
+  ClickRow(1);
+  EXPECT_TRUE(Says("gained number\n"));
+  desktop.Do("key ctrl+a key 4 key 2 key Return");
+  EXPECT_TRUE(Says("number 42\n"));
+  ClickRow(1);
+  desktop.Do("key Up");
+  EXPECT_TRUE(Says("number 43\n"));
+  desktop.Do("mousemove 300 280 click 4");
+  EXPECT_TRUE(Says("wheel 1 0\n"));
+}
+
+TEST_F(ProbeTest, AListIsChosenFromAndEscapeThatClosesItIsNoHotKey) {
+  ClickRow(4);
+  EXPECT_TRUE(ListIsDown());
+  desktop.Do("key Escape");
+  ClickRow(2);  // the box opens only when the list has gone
+  EXPECT_TRUE(Says("box\n"));
+  EXPECT_FALSE(Said("key 27 0\n"));
+  EXPECT_TRUE(HasKeyboard("Error"));
+  desktop.Do("key Return");
+  EXPECT_TRUE(Says("box closed\n"));
+  ClickRow(4);
+  EXPECT_TRUE(ListIsDown());
+  desktop.Do("key Down key Return");
+  EXPECT_TRUE(Says("selected "));
+}
+
+TEST_F(ProbeTest, AMessageBoxTakesTheKeysAndTheFocusStays) {
+  ClickRow(2);
+  EXPECT_TRUE(Says("box\n"));
+  EXPECT_TRUE(HasKeyboard("Error"));
+  desktop.Do("key j key Return");
+  EXPECT_TRUE(Says("box closed\n"));
+  EXPECT_FALSE(Said("key 106 0\n"));
+  EXPECT_FALSE(Said("active 0\n"));
+}
+
+TEST_F(ProbeTest, AFileIsChosenByItsName) {
+  std::ofstream(folder + "/warm.lut") << "1";
+  ClickRow(3);
+  EXPECT_TRUE(Says("file\n"));
+  EXPECT_TRUE(HasKeyboard("Open LUT"));
+  desktop.Do("type warm.lut");
+  desktop.Do("key Return");
+  EXPECT_TRUE(Says("chosen " + folder + "/warm.lut\n"));
+  ClickRow(3);
+  EXPECT_TRUE(Eventually([&] {
+    const std::string said = program.Output();
+    return said.rfind("file\n") > said.find("chosen");
+  }));
+  EXPECT_TRUE(HasKeyboard("Open LUT"));
+  desktop.Do("key Escape");
+  EXPECT_TRUE(Says("chosen none\n"));
+}
+
+TEST_F(ProbeTest, TheDesktopsTerminationEndsItBehindABoxToo) {
+  ClickRow(2);
+  EXPECT_TRUE(HasKeyboard("Error"));
+  program.Signal(SIGTERM);
+  EXPECT_EQ(0, program.Wait());
+}
+
+}  // namespace
+}  // namespace morvane::test

@@ -1,0 +1,343 @@
+// Tapes as folders: what is made, recorded, read back, and what a killed program leaves behind.
+#include "simulator/tape_folder.h"
+
+#include <gtest/gtest.h>
+#include <sqlite3.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+
+#include "base/file_io.h"
+#include "media/codec/md5.h"
+#include "support/test_environment.h"
+
+namespace morvane {
+namespace {
+
+constexpr uint32_t k525 = 32;  // 525 59.94: small pictures
+
+TapeFacts Facts(const std::string& from = "01:00:00:00", int64_t pictures = 300,
+                uint32_t format = k525) {
+  TapeFacts facts;
+  facts.videoFormat = format;
+  facts.rate = TapeRate::Of(format, from.find(';') != std::string::npos);
+  facts.first = TapeCountOfText(facts.rate, from);
+  facts.pictures = pictures;
+  return facts;
+}
+
+std::string NewTape(const TapeFacts& facts = Facts()) {
+  const std::string path = test::FreshFolder("tape") + "/reel";
+  std::string error;
+  EXPECT_TRUE(TapeFolder::Create(path, facts, &error)) << error;
+  return path;
+}
+
+std::shared_ptr<TapeFolder> Opened(const std::string& path, bool forDeck = true) {
+  std::string error;
+  auto tape = TapeFolder::Open(path, forDeck, &error);
+  EXPECT_NE(tape, nullptr) << error;
+  return tape;
+}
+
+PictureRef Flat(const TapeFolder& tape, uint8_t cb, uint8_t y, uint8_t cr) {
+  const FrameLayout layout = PlainLayout(FourCC("2vuy"), tape.Format().width, tape.Format().height);
+  auto pixels = std::make_shared<std::vector<uint8_t>>(layout.Bytes());
+  for (size_t i = 0; i < pixels->size(); i += 4) {
+    (*pixels)[i] = cb;
+    (*pixels)[i + 1] = (*pixels)[i + 3] = y;
+    (*pixels)[i + 2] = cr;
+  }
+  return std::make_shared<PlainPicture>(layout.fourcc, layout.width, layout.height, pixels);
+}
+
+std::string SumOf(const TapeFolder& tape, const PictureRef& picture) {
+  if (picture == nullptr) return "none";
+  const FrameLayout layout = PlainLayout(FourCC("v219"), tape.Format().width, tape.Format().height);
+  std::vector<uint8_t> pixels(layout.Bytes());
+  picture->Store(layout, pixels.data());
+  return Md5Of(pixels.data(), pixels.size());
+}
+
+std::string PictureSum(const TapeFolder& tape, int64_t picture) {
+  std::string error;
+  return SumOf(tape, tape.Picture(picture, &error));
+}
+
+// One channel of a picture's sound.
+std::vector<int32_t> Channel(const TapeFolder& tape, int64_t picture, uint32_t channel) {
+  std::vector<int32_t> all;
+  std::string error;
+  EXPECT_TRUE(tape.Sound(picture, &all, &error)) << error;
+  std::vector<int32_t> one;
+  for (size_t at = channel - 1; at < all.size(); at += kTapeChannels) one.push_back(all[at]);
+  return one;
+}
+
+TapeRecording RecordingOf(const TapeFolder& tape, int64_t picture, DeckChannels channels,
+                          int32_t value) {
+  TapeRecording recording;
+  recording.picture = picture;
+  recording.channels = channels;
+  recording.image = Flat(tape, 90, static_cast<uint8_t>(value), 200);
+  recording.sound.assign(static_cast<size_t>(tape.SamplesOf(picture)) * kTapeChannels, value);
+  recording.count = tape.Facts().first + 1000 + picture;
+  return recording;
+}
+
+size_t FilesBelow(const std::string& folder) {
+  size_t files = 0;
+  std::error_code error;
+  for (const auto& entry : std::filesystem::recursive_directory_iterator(folder, error)) {
+    if (entry.is_regular_file()) ++files;
+  }
+  return files;
+}
+
+TEST(TapeFolder, ANewTapeHoldsBarsThatNameTheirPlace) {
+  const std::string path = NewTape();
+  EXPECT_EQ(FilesBelow(path + "/pictures"), 0u);  // generated: an hour costs nothing
+  const auto tape = Opened(path);
+  ASSERT_NE(tape, nullptr);
+  EXPECT_EQ(tape->Pictures(), 300);
+  EXPECT_EQ(tape->CountAt(0), 108000);
+  EXPECT_EQ(tape->CountAt(299), 108299);
+  const FrameLayout layout = PlainLayout(FourCC("v219"), 720, 486);
+  std::vector<uint8_t> pixels(layout.Bytes());
+  std::string error;
+  for (const int64_t picture : {0, 1, 255, 299}) {
+    tape->Picture(picture, &error)->Store(layout, pixels.data());
+    EXPECT_EQ(ReadBarsFrameNumber(FourCC("v219"), pixels.data(), 720), picture);
+  }
+  const std::vector<int32_t> ramp = Channel(*tape, 2, 2);
+  ASSERT_EQ(ramp.size(), 1602u);  // 1602 1601 1602 1601 1602
+  EXPECT_EQ(ramp[0], 3203 << 8);
+}
+
+TEST(TapeFolder, NothingIsEverOverwritten) {
+  const std::string path = NewTape();
+  std::string error;
+  EXPECT_FALSE(TapeFolder::Create(path, Facts(), &error));
+  EXPECT_NE(error.find("is there already"), std::string::npos) << error;
+  EXPECT_FALSE(TapeFolder::Create(path + "/no/where", Facts(), &error));
+  EXPECT_NE(error.find("cannot be made"), std::string::npos) << error;
+  EXPECT_EQ(std::filesystem::exists(path + "/no"), false);
+}
+
+TEST(TapeFolder, OneDeckHasATapeAndOthersMayRead) {
+  const std::string path = NewTape();
+  const auto tape = Opened(path);
+  std::string error;
+  EXPECT_EQ(TapeFolder::Open(path, true, &error), nullptr);
+  EXPECT_NE(error.find("in the machine of another program"), std::string::npos) << error;
+  EXPECT_NE(Opened(path, false), nullptr);
+}
+
+TEST(TapeFolder, ARecordingIsReadBackAtOnceAndLater) {
+  const std::string path = NewTape();
+  std::string flat;
+  {
+    const auto tape = Opened(path);
+    flat = SumOf(*tape, Flat(*tape, 90, 77, 200));
+    tape->Record(RecordingOf(*tape, 5, kDeckAll, 77));
+    EXPECT_EQ(PictureSum(*tape, 5), flat);
+    EXPECT_EQ(tape->CountAt(5), 108000 + 1005);
+    EXPECT_EQ(Channel(*tape, 5, 16), std::vector<int32_t>(1602, 77));
+    tape->Flush();
+    EXPECT_EQ(PictureSum(*tape, 5), flat);
+  }
+  const auto tape = Opened(path, false);
+  EXPECT_EQ(PictureSum(*tape, 5), flat);
+  EXPECT_EQ(tape->CountAt(5), 108000 + 1005);
+  EXPECT_EQ(tape->Find(108000 + 1005), 5);
+  EXPECT_EQ(Channel(*tape, 5, 1), std::vector<int32_t>(1602, 77));
+}
+
+TEST(TapeFolder, AnInsertLeavesTheOtherChannelsAsTheyAre) {
+  const std::string path = NewTape();
+  const auto tape = Opened(path);
+  std::vector<std::string> pictures;
+  std::vector<std::vector<int32_t>> third;
+  for (int64_t p = 0; p < 12; ++p) {
+    pictures.push_back(PictureSum(*tape, p));
+    third.push_back(Channel(*tape, p, 3));
+  }
+  for (int64_t p = 4; p < 7; ++p) {
+    tape->Record(RecordingOf(*tape, p, kDeckPicture | 1u << 1, 99));
+  }
+  tape->Record(RecordingOf(*tape, 8, 1u << 3, 55));  // sound 3 alone
+  tape->Flush();
+  const std::string flat = SumOf(*tape, Flat(*tape, 90, 99, 200));
+  for (int64_t p = 0; p < 12; ++p) {
+    const bool inside = p >= 4 && p < 7;
+    EXPECT_EQ(PictureSum(*tape, p), inside ? flat : pictures[p]) << p;
+    EXPECT_EQ(Channel(*tape, p, 1)[9] == 99, inside) << p;
+    EXPECT_EQ(Channel(*tape, p, 3), p == 8 ? std::vector<int32_t>(third[p].size(), 55) : third[p])
+        << p;
+    EXPECT_EQ(tape->CountAt(p), 108000 + p) << p;
+  }
+}
+
+TEST(TapeFolder, TenBitPicturesComeBackExactly) {
+  const std::string path = NewTape();
+  const FrameLayout layout = PlainLayout(FourCC("v219"), 720, 486);
+  auto pixels = std::make_shared<std::vector<uint8_t>>(layout.Bytes());
+  for (size_t i = 0; i < pixels->size(); ++i) {
+    (*pixels)[i] = static_cast<uint8_t>(i % 4 == 3 ? i * 7 & 0x3F : i * 31 + i / 1920);
+  }
+  const auto tape = Opened(path);
+  TapeRecording recording = RecordingOf(*tape, 3, kDeckAll, 0);
+  recording.image = std::make_shared<PlainPicture>(FourCC("v219"), 720, 486, pixels);
+  const std::string sum = SumOf(*tape, recording.image);
+  tape->Record(std::move(recording));
+  tape->Flush();
+  EXPECT_EQ(PictureSum(*tape, 3), sum);
+}
+
+TEST(TapeFolder, EqualPicturesShareAFileAndUnusedOnesGo) {
+  const std::string path = NewTape();
+  const auto tape = Opened(path);
+  for (int64_t p = 0; p < 10; ++p) tape->Record(RecordingOf(*tape, p, kDeckPicture, 40));
+  tape->Flush();
+  EXPECT_EQ(FilesBelow(path + "/pictures"), 1u);
+  for (int64_t p = 0; p < 9; ++p) tape->Record(RecordingOf(*tape, p, kDeckPicture, 41));
+  tape->Flush();
+  EXPECT_EQ(FilesBelow(path + "/pictures"), 2u);
+  tape->Record(RecordingOf(*tape, 9, kDeckPicture, 41));
+  tape->Flush();
+  EXPECT_EQ(FilesBelow(path + "/pictures"), 1u);
+  tape->Record(RecordingOf(*tape, 9, kDeckPicture, 40));  // its file went away meanwhile
+  tape->Flush();
+  EXPECT_EQ(PictureSum(*tape, 9), SumOf(*tape, Flat(*tape, 90, 40, 200)));
+}
+
+TEST(TapeFolder, AKilledRecordingIsWholeUpToThere) {
+  const std::string path = NewTape();
+  const pid_t child = fork();
+  if (child == 0) {
+    std::string error;
+    const auto tape = TapeFolder::Open(path, true, &error);
+    for (int64_t p = 0; tape != nullptr && p < 300; ++p) {
+      tape->Record(RecordingOf(*tape, p, kDeckAll, static_cast<int32_t>(20 + p % 200)));
+      if (p == 40) tape->Flush();
+      if (p == 60) raise(SIGKILL);
+    }
+    _exit(1);
+  }
+  int status = 0;
+  waitpid(child, &status, 0);
+  ASSERT_TRUE(WIFSIGNALED(status));
+  const auto tape = Opened(path);  // the kernel has freed its lock
+  ASSERT_NE(tape, nullptr);
+  int64_t recorded = 0;
+  while (tape->CountAt(recorded) == 108000 + 1000 + recorded) ++recorded;
+  EXPECT_GE(recorded, 41);
+  for (int64_t p = 0; p < 300; ++p) {
+    const bool fresh = p < recorded;
+    EXPECT_EQ(tape->CountAt(p), 108000 + p + (fresh ? 1000 : 0)) << p;
+    if (fresh) {
+      EXPECT_EQ(PictureSum(*tape, p),
+                SumOf(*tape, Flat(*tape, 90, static_cast<uint8_t>(20 + p % 200), 200)))
+          << p;
+      EXPECT_EQ(Channel(*tape, p, 7)[3], 20 + p % 200) << p;
+    }
+  }
+  // What was written and not yet named by the index is swept away.
+  EXPECT_EQ(FilesBelow(path + "/pictures"), static_cast<size_t>(std::min<int64_t>(recorded, 200)));
+}
+
+TEST(TapeFolder, AFullDiskEndsARecordingAndHarmsNothing) {
+  const std::string path = NewTape();
+  const auto tape = Opened(path);
+  tape->Record(RecordingOf(*tape, 0, kDeckAll, 50));
+  tape->Flush();
+  std::string error;
+  {
+    const FileFault fault(FileCall::kWrite, 1, ENOSPC, true);
+    tape->Record(RecordingOf(*tape, 1, kDeckAll, 51));
+    tape->Record(RecordingOf(*tape, 0, kDeckAll, 52));
+    tape->Flush();
+    EXPECT_TRUE(tape->Failed(&error));
+    EXPECT_NE(error.find("No space left"), std::string::npos) << error;
+  }
+  tape->Record(RecordingOf(*tape, 2, kDeckAll, 53));  // dropped: a hole would lie before it
+  tape->Flush();
+  EXPECT_EQ(tape->CountAt(2), 108002);
+  EXPECT_EQ(tape->CountAt(1), 108001);
+  EXPECT_EQ(Channel(*tape, 0, 1)[0], 50);
+  tape->ForgiveFailure();
+  tape->Record(RecordingOf(*tape, 2, kDeckAll, 53));
+  tape->Flush();
+  EXPECT_FALSE(tape->Failed(&error));
+  EXPECT_EQ(Channel(*tape, 2, 1)[0], 53);
+}
+
+TEST(TapeFolder, ADamagedTapeIsToldAndNeverACrash) {
+  std::string error;
+  const std::string folder = test::FreshFolder("damaged");
+  EXPECT_EQ(TapeFolder::Open(folder, false, &error), nullptr);
+  std::ofstream(folder + "/tape.db") << "this is no database";
+  EXPECT_EQ(TapeFolder::Open(folder, false, &error), nullptr);
+  EXPECT_NE(error.find("tape.db"), std::string::npos) << error;
+  struct Row {
+    const char* change;
+    const char* says;
+  };
+  static constexpr Row kRows[] = {
+      {"UPDATE tape SET version = 9", "another version"},
+      {"UPDATE tape SET format = 'cinema'", "no tape that could be"},
+      {"UPDATE tape SET pictures = 0", "no tape that could be"},
+      {"UPDATE tape SET pictures = 1 << 60", "no tape that could be"},
+      {"UPDATE tape SET first = -1", "no tape that could be"},
+      {"DELETE FROM tape", "is no index of a tape"},
+      {"DROP TABLE frames", "no such table"},
+  };
+  for (const Row& row : kRows) {
+    const std::string path = NewTape();
+    sqlite3* database = nullptr;
+    ASSERT_EQ(sqlite3_open((path + "/tape.db").c_str(), &database), SQLITE_OK);
+    EXPECT_EQ(sqlite3_exec(database, row.change, nullptr, nullptr, nullptr), SQLITE_OK);
+    sqlite3_close(database);
+    EXPECT_EQ(TapeFolder::Open(path, true, &error), nullptr) << row.change;
+    EXPECT_NE(error.find(row.says), std::string::npos) << row.change << ": " << error;
+  }
+}
+
+TEST(TapeFolder, RowsAndFilesThatMakeNoSenseDoNoHarm) {
+  const std::string path = NewTape();
+  {
+    const auto tape = Opened(path);
+    tape->Record(RecordingOf(*tape, 1, kDeckAll, 60));
+    tape->Record(RecordingOf(*tape, 2, kDeckAll, 61));
+  }
+  sqlite3* database = nullptr;
+  ASSERT_EQ(sqlite3_open((path + "/tape.db").c_str(), &database), SQLITE_OK);
+  for (const char* change :
+       {"INSERT INTO frames VALUES (-1, 5, '', '')", "INSERT INTO frames VALUES (900, 5, '', '')",
+        "INSERT INTO frames VALUES (3, 99999999, '', '')",
+        "INSERT INTO frames VALUES (4, NULL, '../../../etc/passwd', '')",
+        "INSERT OR REPLACE INTO deck VALUES (1, 77, -5, 1e999, 'x', 1 << 60, -4, NULL, 3, 'y')"}) {
+    EXPECT_EQ(sqlite3_exec(database, change, nullptr, nullptr, nullptr), SQLITE_OK) << change;
+  }
+  sqlite3_close(database);
+  for (const auto& entry : std::filesystem::recursive_directory_iterator(path + "/pictures")) {
+    if (entry.is_regular_file()) std::filesystem::resize_file(entry.path(), 100);
+  }
+  const auto tape = Opened(path);
+  ASSERT_NE(tape, nullptr);
+  EXPECT_EQ(tape->CountAt(3), 108003);
+  std::string error;
+  EXPECT_EQ(tape->Picture(1, &error), nullptr);
+  EXPECT_NE(error.find("is no picture of this tape"), std::string::npos) << error;
+  EXPECT_NE(tape->Picture(4, &error), nullptr);
+  DeckTransport transport(tape.get());
+  transport.Restore(tape->LoadDeck()->transport);
+  for (int i = 0; i < 100; ++i) transport.Step();
+  EXPECT_GE(transport.Picture(), 0);
+}
+
+}  // namespace
+}  // namespace morvane
