@@ -1,4 +1,4 @@
-#include <cstring>
+#include <algorithm>
 
 #include "base/clock.h"
 #include "capture/capture_engine.h"
@@ -23,12 +23,12 @@ bool ShowIfNew(NXStatic* control, const std::string& text, std::string* shown) {
   return true;
 }
 
-// Between two pictures of the format; a little less, so that none is left out.
+// Between two pictures of the format.
 int64_t PicturePeriodNs(CRQD5Card2& session) {
   uint32_t scale = 0;
   uint32_t duration = 0;
   session.GetCardRate(&scale, &duration);
-  return scale > 0 ? kNsPerSecond * duration / scale * 9 / 10 : 0;
+  return scale > 0 ? kNsPerSecond * duration / scale : 0;
 }
 
 }  // namespace
@@ -102,7 +102,9 @@ void MorvaneCaptureWnd::PreviewIdleRound() {
   const auto shown = engine_->ShowLiveInput(&sink_, frame_.Data(), frame_.Bytes());
   if (shown == CaptureEngine::LivePicture::Shown) {
     showsInput_.Set(1);
-    nextPictureNs_ = now + PicturePeriodNs(engine_->Session());
+    // As often as pictures come, however long the rounds are; what was missed is not made up for.
+    const int64_t period = PicturePeriodNs(engine_->Session());
+    nextPictureNs_ = std::max(nextPictureNs_, now - period) + period;
     return;
   }
   if (shown != CaptureEngine::LivePicture::NoSignal || !ShowsInput()) return;

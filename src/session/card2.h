@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include "device/board_scan.h"
 #include "device/card.h"
@@ -253,6 +254,7 @@ class CRQD5Card2 : public CRQD5Card {
   bool ShowStill(const SessionPicture& picture);
   // The frame that the live input shows now, as bgrA: width x height x 4 bytes of GetFrameRaster().
   // Needs live input. Returns: false with too small a buffer or a layout that cannot be converted.
+  // Threads: one at a time.
   bool ReadInputFrame(void* bgra, size_t bytes);
   // The overlay: its picture (null data keeps the one the card has), its share 0 to 1, its switch.
   bool SetMixer(const SessionPicture& picture, float level, bool enable);
@@ -355,6 +357,7 @@ class CRQD5Card2 : public CRQD5Card {
   bool mixerEnable_ = false;
   bool colourTableEnable_ = false;
   uint8_t colourTable_[kColourTableBytes] = {};
+  std::vector<uint8_t> inputFrame_;  // as the card stores it; kept from call to call
 };
 
 }  // namespace morvane

@@ -1,6 +1,5 @@
 // Pictures that the session moves itself: stills, the live input, the overlay, the colour table.
 #include <cmath>
-#include <cstring>
 #include <vector>
 
 #include "base/byte_order.h"
@@ -182,23 +181,23 @@ bool CRQD5Card2::ReadInputFrame(void* bgra, size_t bytes) {
   if (bgra == nullptr || code == 0 || frameBytes == 0 || bytes < size_t{width} * height * 4) {
     return Fail("DMA Read Frame Failed");
   }
-  std::vector<uint8_t> raw(frameBytes);
-  if (!DmaReadFrame(frame, raw.data(), frameBytes)) return false;
+  if (code == FourCC("bgrA")) {
+    return bytes >= frameBytes ? DmaReadFrame(frame, bgra, frameBytes)
+                               : Fail("DMA Read Frame Failed");
+  }
+  inputFrame_.resize(frameBytes);
+  if (!DmaReadFrame(frame, inputFrame_.data(), frameBytes)) return false;
 
   const auto w = static_cast<int32_t>(width);
   const auto h = static_cast<int32_t>(height);
   const auto pitch = static_cast<int32_t>(frameBytes / height);
-  auto* out = static_cast<uint8_t*>(bgra);
-  if (code == FourCC("bgrA")) {
-    std::memcpy(out, raw.data(), frameBytes);
-    return true;
-  }
   ConvertContext context;
   NxColorContext colour;
   colour.matrix =
       IsStandardDefinition(formatDesc_.videoFormat) ? ColorMatrix601Video : ColorMatrix709Video;
-  const NxErr result = ConvertImage(&context, raw.data(), w, h, code, pitch, out, w, h,
-                                    FourCC("bgrA"), w * 4, false, &colour, false, nullptr);
+  const NxErr result =
+      ConvertImage(&context, inputFrame_.data(), w, h, code, pitch, static_cast<uint8_t*>(bgra), w,
+                   h, FourCC("bgrA"), w * 4, false, &colour, false, nullptr);
   return result == NxErrSuccess || Fail("DMA Read Frame Failed");
 }
 

@@ -114,8 +114,9 @@ class VideoShadow {
   // Show and End of a run come from one thread.
   // Returns: false if no run can begin.
   virtual bool Begin(uint32_t width, uint32_t height, uint32_t displayType) = 0;
-  // The picture is the core's and good until the call returns.
-  virtual void Show(const FramePicture& picture) = 0;
+  // The picture is the core's and good until the call returns; who wants to keep it gives another,
+  // of any size, for it.
+  virtual void Show(FramePicture* picture) = 0;
   virtual void End() = 0;
   virtual void Blacken() = 0;  // within a run on its thread, else from any thread
 };

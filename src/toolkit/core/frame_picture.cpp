@@ -15,6 +15,7 @@ namespace {
 
 constexpr int32_t kLargestSide = 16384;
 constexpr FourCCCode kScreenFormat = FourCC("bgrA");
+constexpr uint32_t kOpaque = 0xFF000000;  // of a "bgrA" pixel, as a little-endian number
 constexpr int32_t kStandardDefinitionLines = 576;
 
 bool IsUsable(const NXVideoFrame& frame) {
@@ -30,13 +31,22 @@ ColorMatrix MatrixOf(const NXVideoFrame& frame) {
   return frame.height > kStandardDefinitionLines ? ColorMatrix709Video : ColorMatrix601Video;
 }
 
+// Copies "bgrA" pixels without their transparency. `from` and `to` may be the same.
+void CopyOpaque(const uint8_t* from, size_t bytes, uint8_t* to) {
+  for (size_t at = 0; at + 3 < bytes; at += 4) {
+    uint32_t pixel = 0;
+    memcpy(&pixel, from + at, sizeof(pixel));
+    pixel |= kOpaque;
+    memcpy(to + at, &pixel, sizeof(pixel));
+  }
+}
+
 void CopyRows(const NXVideoFrame& frame, FramePicture* picture) {
   const auto lineBytes = static_cast<size_t>(picture->rowBytes);
   for (int32_t y = 0; y < frame.height; ++y) {
     const int32_t from = frame.bottomUp != 0 ? frame.height - 1 - y : y;
-    memcpy(picture->pixels.data() + static_cast<size_t>(y) * lineBytes,
-           frame.picture + static_cast<size_t>(from) * static_cast<size_t>(frame.rowBytes),
-           lineBytes);
+    CopyOpaque(frame.picture + static_cast<size_t>(from) * static_cast<size_t>(frame.rowBytes),
+               lineBytes, picture->pixels.data() + static_cast<size_t>(y) * lineBytes);
   }
 }
 
@@ -67,12 +77,7 @@ bool HasCurves(const NxRGBLUT* lut) {
          lut->third != nullptr && lut->entries == kLutEntries;
 }
 
-// The pixels' last two steps: the curves, and no transparency.
-void Finish(const NxRGBLUT* lut, std::vector<uint8_t>* pixels) {
-  if (!HasCurves(lut)) {
-    for (size_t at = 3; at < pixels->size(); at += 4) (*pixels)[at] = 0xFF;
-    return;
-  }
+void ApplyCurves(const NxRGBLUT* lut, std::vector<uint8_t>* pixels) {
   const Curve red = MakeCurve(lut->first);
   const Curve green = MakeCurve(lut->second);
   const Curve blue = MakeCurve(lut->third);
@@ -81,7 +86,6 @@ void Finish(const NxRGBLUT* lut, std::vector<uint8_t>* pixels) {
     pixel[0] = blue[pixel[0]];
     pixel[1] = green[pixel[1]];
     pixel[2] = red[pixel[2]];
-    pixel[3] = 0xFF;
   }
 }
 
@@ -107,10 +111,12 @@ bool ConvertFrame(const NXVideoFrame& frame, const NxRGBLUT* lut, FramePicture* 
   if (picture->pixels.size() != bytes) picture->pixels.assign(bytes, 0);
   if (frame.fourcc == kScreenFormat) {
     CopyRows(frame, picture);
-  } else if (!ConvertRows(frame, picture)) {
+  } else if (ConvertRows(frame, picture)) {
+    CopyOpaque(picture->pixels.data(), bytes, picture->pixels.data());
+  } else {
     return false;
   }
-  Finish(lut, &picture->pixels);
+  if (HasCurves(lut)) ApplyCurves(lut, &picture->pixels);
   return true;
 }
 

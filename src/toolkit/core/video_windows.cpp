@@ -182,7 +182,7 @@ NxErr NXDisplayVideoFrame(NXVideoWindowNode* node, const NXVideoFrame* frame, co
   if (kept->gone || !HasRun(*kept)) return NxErrFailure;
   const NxRGBLUT* curves = lut != nullptr ? lut : kept->lut;
   if (!toolkit::ConvertFrame(*frame, curves, &kept->picture)) return NxErrFailure;
-  kept->shadow->Show(kept->picture);
+  kept->shadow->Show(&kept->picture);
   return NxErrSuccess;
 }
 

@@ -55,9 +55,9 @@ class HeadlessToolkit::Screen final : public toolkit::VideoShadow {
     ++video_.runs;
     return true;
   }
-  void Show(const FramePicture& picture) override {
+  void Show(FramePicture* picture) override {
     const std::lock_guard lock(mutex_);
-    video_.last = picture;
+    std::swap(video_.last, *picture);
     video_.black = false;
     ++video_.frames;
   }

@@ -113,16 +113,20 @@ class ScreenVideo final : public VideoShadow {
     return true;
   }
 
-  void Show(const FramePicture& picture) override {
+  void Show(FramePicture* picture) override {
     const std::lock_guard lock(mutex_);
     if (context_ == nullptr) context_ = MakeContext();
-    const bool drawn = exposed_ && Draw(context_.get(), &painter_, &picture, displayType_);
+    const bool drawn = exposed_ && Draw(context_.get(), &painter_, picture, displayType_);
+    CopyPlacing(*picture, &latest_);
+    shown_ = true;
     // What could not be drawn is drawn when the window comes to light, and only a texture can be
     // read back.
-    const bool keep = !drawn || displayType_ == NXDISPLAY_DRAWPIXELS;
-    kept_ = keep ? std::make_unique<FramePicture>(picture) : nullptr;
-    CopyPlacing(picture, &latest_);
-    shown_ = true;
+    if (drawn && displayType_ != NXDISPLAY_DRAWPIXELS) {
+      kept_ = nullptr;
+      return;
+    }
+    if (kept_ == nullptr) kept_ = std::make_unique<FramePicture>();
+    std::swap(*kept_, *picture);
   }
 
   void End() override {

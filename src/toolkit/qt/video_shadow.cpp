@@ -100,7 +100,7 @@ class MemoryVideo final : public VideoShadow {
     return true;
   }
 
-  void Show(const FramePicture& picture) override {
+  void Show(FramePicture* picture) override {
     QSize size;
     {
       const std::lock_guard lock(front_->mutex);
@@ -109,12 +109,12 @@ class MemoryVideo final : public VideoShadow {
     if (size.isEmpty()) return;
     QImage image(size, QImage::Format_RGB32);
     if (memory_ != nullptr && memory_->Enter(size.width(), size.height())) {
-      painter_.Paint(picture, displayType_, size.width(), size.height());
+      painter_.Paint(*picture, displayType_, size.width(), size.height());
       memory_->Read(image.bits());
       memory_->Leave();
       image = image.mirrored();
     } else {
-      PaintWithoutOpenGl(picture, &image);
+      PaintWithoutOpenGl(*picture, &image);
     }
     Present(image);
   }
