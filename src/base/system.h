@@ -114,9 +114,10 @@ class WorkerThread {
   [[nodiscard]] bool Start(NxThreadRoutine routine, void* context, int32_t priorityCode,
                            uint64_t affinityMask);
   // Sets the stop word, then polls the running word (and, with `needExitCode`, exit code 0) every
-  // 5 ms up to 1011 times; after that abandons the thread. Closes the handle in any case.
+  // 5 ms up to 1011 times; after that abandons the thread. Closes the handle in any case. `serve`
+  // (null: nothing) is called at each poll: for what the thread may be waiting for.
   // Returns: true if the thread ended by itself, or there is none; false if it was abandoned.
-  bool Stop(bool needExitCode = true);
+  bool Stop(bool needExitCode = true, void (*serve)() = nullptr);
   void RequestStop() { stop_.Set(1); }
   [[nodiscard]] bool StopRequested() const { return stop_.Get() != 0; }
   [[nodiscard]] bool Running() const { return running_.Get() != 0; }

@@ -28,7 +28,7 @@ void WorkerThread::Run(void* self) {
   worker->Leave();
 }
 
-bool WorkerThread::Stop(bool needExitCode) {
+bool WorkerThread::Stop(bool needExitCode, void (*serve)()) {
   RequestStop();
   if (thread_ == nullptr) return true;
   const auto ended = [&](uint32_t exitCode) {
@@ -38,6 +38,7 @@ bool WorkerThread::Stop(bool needExitCode) {
   NxThreadExitCode(thread_, &exitCode);
   int polls = 0;
   for (; polls < kStopPolls && !ended(exitCode); ++polls) {
+    if (serve != nullptr) serve();
     NxThreadExitCode(thread_, &exitCode);
     NxSleep(kStopPollMs);
   }

@@ -33,10 +33,7 @@ bool WindowThread::Start(NxThreadRoutine routine, void* context, int32_t priorit
 }
 
 bool WindowThread::Stop() {
-  if (!worker_.Started()) return true;
-  worker_.RequestStop();
-  WaitServing([this] { return !worker_.Running(); });
-  return worker_.Stop();
+  return worker_.Stop(true, NXServiceSends);
 }
 
 void WindowThread::Pause() {

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <thread>
 
 #include "base/clock.h"
 #include "support/clock_pump.h"
@@ -95,6 +96,30 @@ TEST(WindowThread, APauseIsBounded) {
   EXPECT_GE(waitedMs, 1011 * 5);
   EXPECT_TRUE(deaf.thread.Rested());
   EXPECT_TRUE(deaf.thread.Stop());
+}
+
+// A thread that does not end is waited for once, not by the window and then by the worker again.
+TEST(WindowThread, AStopIsBounded) {
+  ManualClock clock;
+  struct Deaf {
+    static void Run(void* self) {
+      auto* deaf = static_cast<Deaf*>(self);
+      for (;;) {
+        ++deaf->rounds;
+        NxSleep(1000);
+      }
+    }
+    WindowThread thread;
+    std::atomic<int> rounds{0};
+  };
+  auto* deaf = new Deaf;  // the abandoned thread's, for ever
+  const ClockPump pump(&clock, 2);
+  ASSERT_TRUE(deaf->thread.Start(Deaf::Run, deaf, 1, kNxAllProcessors));
+  while (clock.Sleepers() < 1) std::this_thread::yield();
+  const int64_t before = NxClockNowNs();
+  EXPECT_FALSE(deaf->thread.Stop());
+  EXPECT_EQ(1011 * 5, (NxClockNowNs() - before) / 1000000);
+  EXPECT_FALSE(deaf->thread.Running());
 }
 
 // The thread sits in a send when the main thread pauses, and when it stops it.
