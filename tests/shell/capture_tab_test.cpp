@@ -1,3 +1,5 @@
+#include <unistd.h>
+
 #include <filesystem>
 
 #include "base/page_memory.h"
@@ -92,6 +94,37 @@ TEST_F(CaptureTabTest, GivenBackItSaysSo) {
   EXPECT_EQ("", Text("videoFormat"));
   EXPECT_EQ("Offline", Text("captureStatus"));
   EXPECT_EQ("00:00:00:00  ( 0 )", Text("framesCaptured"));
+}
+
+// The preview thread hangs in a transfer and has to be abandoned. When the transfer comes back
+// after all, frame buffer and video window are still there. The process cannot end normally any
+// more, so it is one of its own.
+TEST_F(CaptureTabTest, WhatAnAbandonedThreadMayTouchStays) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  const auto scenario = [&] {
+    BuildMachine(kOneBoard);
+    Start();
+    Click("captureTab");
+    EXPECT_TRUE(LoopUntil([&] { return window->Capture().ShowsInput(); }));
+    driver->HangTransfers();
+    driver->WaitUntilOneHangs();
+    const int frames = toolkit->Look(Video()).frames;
+    window->Capture().Shutdown();
+    EXPECT_TRUE(NxAnyThreadAbandoned());
+    EXPECT_FALSE(window->Capture().IsActivated());
+    NXVideoWindowNode* video = Video();
+    EXPECT_NE(nullptr, video);
+    EXPECT_EQ(0, NXIsVideoWindowVisible(video));
+    driver->LetGo();
+    EXPECT_TRUE(LoopUntil([&] { return toolkit->Look(video).frames > frames; }));
+    // Whoever would take the engine now might meet the thread in it.
+    EXPECT_EQ(NxErrFailure, window->Capture().Activate(window->Setup().CurrentCapture(), true));
+    const bool good = !HasFailure();
+    std::error_code ignored;
+    std::filesystem::remove_all(PrivateFolder(), ignored);
+    _exit(good ? 0 : 1);
+  };
+  EXPECT_EXIT(scenario(), ::testing::ExitedWithCode(0), "");
 }
 
 TEST_F(CaptureTabTest, WithoutMemoryItIsNotActivated) {

@@ -1,5 +1,4 @@
 #include "shell_fixture.h"
-#include "write_trace.h"
 
 namespace morvane::test {
 namespace {
@@ -87,10 +86,10 @@ TEST_F(MainWindowTest, AClickOnTheCheckedTabDoesNothing) {
   for (const char* tab : {"playTab", "captureTab", "setupTab"}) {
     Click(tab);
     const std::string before = Dump();
-    WriteTrace trace;
+    const int writes = driver->Writes();
     EXPECT_TRUE(Click(tab));
     EXPECT_EQ(before, Dump()) << tab;
-    EXPECT_EQ(0, trace.Writes()) << tab;
+    EXPECT_EQ(writes, driver->Writes()) << tab;
   }
 }
 
@@ -138,9 +137,9 @@ TEST_F(MainWindowTest, ASmallScreenIsNotMaximizedTo) {
   BuildMachine(kOneBoard);
   Start(1024, 768);
   const std::string before = Dump();
-  WriteTrace trace;
+  const int writes = driver->Writes();
   EXPECT_TRUE(Click("maximizeButton"));
-  EXPECT_EQ(0, trace.Writes());
+  EXPECT_EQ(writes, driver->Writes());
   EXPECT_EQ(1030, window->nxRect.w);
   EXPECT_FALSE(toolkit->Window().fullScreen);
   EXPECT_EQ(before, Dump());

@@ -10,6 +10,7 @@
 #include "base/system.h"
 #include "capture/capture_engine.h"
 #include "device/board_scan.h"
+#include "driver_watch.h"
 #include "playback/playback_engine.h"
 #include "session/card2.h"
 #include "shell/main_window.h"
@@ -65,6 +66,7 @@ class ShellTest : public ::testing::Test {
         << error;
     machine = std::make_unique<SimulatedMachine>(description);
     machine->Install();
+    driver = std::make_unique<DriverWatch>();
   }
 
   void Start(int screenWidth = 1280, int screenHeight = 1024) {
@@ -90,6 +92,7 @@ class ShellTest : public ::testing::Test {
     window.reset();
     objects.reset();
     toolkit.reset();
+    driver.reset();
     machine.reset();
   }
 
@@ -178,6 +181,7 @@ class ShellTest : public ::testing::Test {
   }
 
   std::unique_ptr<SimulatedMachine> machine;
+  std::unique_ptr<DriverWatch> driver;
   std::unique_ptr<HeadlessToolkit> toolkit;
   std::unique_ptr<ProcessObjects> objects;
   std::unique_ptr<MorvaneWnd> window;
