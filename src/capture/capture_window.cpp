@@ -108,7 +108,7 @@ bool MorvaneCaptureWnd::IsBusy() const {
 }
 
 NxErr MorvaneCaptureWnd::Activate(CaptureEngine* engine, bool held) {
-  if (activated_) return NxErrFailure;
+  if (activated_ || threadLost_) return NxErrFailure;
   engine_ = engine;
   if (held && engine != nullptr) {
     NXShowVideoWindow(video_, 1);
@@ -140,6 +140,7 @@ NxErr MorvaneCaptureWnd::Deactivate(bool hide) {
   if (!activated_) return NxErrFailure;
   const bool statusEnded = status_.Stop();
   const bool previewEnded = preview_.Stop();
+  threadLost_ = !statusEnded || !previewEnded;
   if (engine_ != nullptr && engine_->IsActive()) {
     engine_->Stop();
     (void)engine_->Deactivate();
@@ -148,11 +149,12 @@ NxErr MorvaneCaptureWnd::Deactivate(bool hide) {
   showsInput_.Set(0);
   ShowIdleTexts();
   // What an abandoned thread may still touch stays.
-  if (statusEnded && previewEnded) {
+  if (!threadLost_) {
     frame_.Free();
     engine_ = nullptr;
   }
-  if (hide) {
+  // A picture that stands still for ever is not to be taken for the input.
+  if (hide || threadLost_) {
     NXShowVideoWindow(video_, 0);
   } else {
     ShowIdlePicture();
@@ -162,6 +164,9 @@ NxErr MorvaneCaptureWnd::Deactivate(bool hide) {
 
 void MorvaneCaptureWnd::Shutdown() {
   (void)Deactivate(false);
+  // Deliberate: an abandoned thread may still fill the frame buffer, draw the logo and be in its
+  // run of the video window. They are left to it until the process ends.
+  if (threadLost_) return;
   frame_.Free();
   logo_.Free();
   if (video_ != nullptr) NXDestroyVideoWindow(video_);
@@ -187,6 +192,7 @@ void MorvaneCaptureWnd::ResumeThreads() {
 }
 
 void MorvaneCaptureWnd::ShowIdlePicture() {
+  if (threadLost_) return;
   NXBlackenVideoWindow(video_);
   logo_.Draw(video_);
 }

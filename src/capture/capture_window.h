@@ -16,7 +16,9 @@ class CaptureEngine;
 
 // The capture tab: the picture of the input, what the board and a job do. It is activated while it
 // has taken the engine of the current board and runs its two threads: the status thread, which
-// keeps the texts and sees the end of a job, and the preview thread.
+// keeps the texts and sees the end of a job, and the preview thread. When one of them does not end
+// and has to be abandoned, the window is never activated again and must not be destroyed: the
+// process ends without (NxAnyThreadAbandoned).
 // Threads: main thread.
 // Keeps: a pointer to the engine, from Activate() to Deactivate().
 class MorvaneCaptureWnd final : public NXWindow {
@@ -34,12 +36,13 @@ class MorvaneCaptureWnd final : public NXWindow {
   [[nodiscard]] bool IsBusy() const;
   // Takes the engine (may be null). With `held` the card is ours: the engine is activated and the
   // threads run; without it the texts are filled and the window stays as it was.
-  // Returns: -2 when activated already, or when it did not come to that.
+  // Returns: -2 when activated already, after the loss of a thread, or when it did not come to
+  // that.
   NxErr Activate(CaptureEngine* engine, bool held);
-  // Ends a job and the threads and gives the engine back. `hide`: the video window is hidden, else
-  // it shows the logo. Returns: -2 when not activated.
+  // Ends a job and the threads and gives the engine back. `hide`, or a thread that did not end: the
+  // video window is hidden, else it shows the logo. Returns: -2 when not activated.
   NxErr Deactivate(bool hide);
-  void Shutdown();  // also frees logo and video window
+  void Shutdown();  // also frees logo and video window, unless a thread was lost
   void HideVideoWindow();
   // The choices of the main window's list: none so far.
   [[nodiscard]] int GetNumOutputOptions() const { return 0; }
@@ -92,6 +95,7 @@ class MorvaneCaptureWnd final : public NXWindow {
   NXStatic framesDropped_;
   NXVideoWindowNode* video_ = nullptr;
   bool activated_ = false;
+  bool threadLost_ = false;  // one did not end: what it may touch is no longer ours
   WindowThread status_;
   WindowThread preview_;
 

@@ -91,6 +91,11 @@ class ScreenVideo final : public VideoShadow {
   }
   ~ScreenVideo() override {
     surface_->Forget();
+    // Deliberate: the context of a run that was not ended belongs to a thread that was abandoned.
+    // It cannot be deleted from here and stays until the process ends.
+    if (runThread_ != std::thread::id() && runThread_ != std::this_thread::get_id()) {
+      (void)context_.release();
+    }
     Bury(widget_);
   }
 
