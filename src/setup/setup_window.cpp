@@ -97,19 +97,20 @@ void MorvaneSetupWnd::ShowBoard() {
   boardList_.SetNXCurSel(item, false);
   const bool manual = Current() != nullptr && IsManual(*Current());
   modeList_.SetNXCurSel(Current() == nullptr ? -1 : manual ? kManualMode : 0, false);
-  for (NXWindow* control : {static_cast<NXWindow*>(&boardList_), static_cast<NXWindow*>(&modeList_),
-                            static_cast<NXWindow*>(&manualEnable_)}) {
-    control->EnableNXWindow(Current() != nullptr ? 1 : 0, false);
-  }
   manualEnable_.ShowNXWindow(manual ? 1 : 0, false);
   ShowStatus();
 }
 
+// What follows from who holds the board: any board can be looked at and, in "Manual", be asked for,
+// but only one that is held has choices.
 void MorvaneSetupWnd::ShowStatus() {
   const CaptureEngine* capture = CurrentCapture();
   const char* text = capture == nullptr || !capture->IsOpen() ? "Not Open"
                      : activated_ && capture->IsActive()      ? "Active"
                                                               : "Not Active";
+  boardList_.EnableNXWindow(Current() != nullptr ? 1 : 0, false);
+  modeList_.EnableNXWindow(IsHeld() ? 1 : 0, false);
+  manualEnable_.EnableNXWindow(Current() != nullptr && IsManual(*Current()) ? 1 : 0, false);
   manualEnable_.SetNXCheck(IsHeld() ? 1 : 0);
   status_.SetWindowNXText(trouble_.empty() ? text : trouble_.c_str(), true);
 }
@@ -132,7 +133,7 @@ void MorvaneSetupWnd::SelectBoard(int item) {
 void MorvaneSetupWnd::SelectMode(int mode) {
   PlaybackEngine* playback = CurrentPlayback();
   if (playback == nullptr) return;
-  if (playback->SetActivationMode(static_cast<uint32_t>(mode)) == NxErrSuccess) {
+  if (IsHeld() && playback->SetActivationMode(static_cast<uint32_t>(mode)) == NxErrSuccess) {
     (void)CurrentCapture()->SetActivationMode(mode);
     SaveSettings();
   }

@@ -208,6 +208,46 @@ TEST_F(BoardsTest, TheManualEnableTakesAndGivesBackTheBoard) {
   EXPECT_EQ(1, static_cast<NXCheckBox&>(Control("manualEnable")).GetNXCheck());
 }
 
+TEST_F(BoardsTest, ABoardThatIsNotHeldHasNoChoices) {
+  BuildMachine(kTwoBoards);
+  auto other = std::make_unique<HeldLock>("SornCard0");
+  Start();
+  toolkit->Activate(true);
+  Click("setupTab");
+  auto& list = static_cast<NXComboButton&>(Control("board"));
+  auto& mode = static_cast<NXComboButton&>(Control("activationMode"));
+  NXWindow& enable = Control("manualEnable");
+  EXPECT_TRUE(list.IsEnabled());
+  EXPECT_FALSE(mode.IsEnabled());
+  EXPECT_FALSE(enable.IsEnabled());
+  EXPECT_FALSE(toolkit->Select(mode, 1));
+  // Nor by a message that was on its way.
+  window->Setup().ReceiveNXMessage(NXMSG_SELCHANGED, 1, 0, &mode, nullptr);
+  EXPECT_EQ(0u, uint32_t{window->Setup().CurrentPlayback()->Settings().activationMode});
+  EXPECT_EQ(0, mode.GetNXCurSel());
+  // The other board is held.
+  EXPECT_TRUE(toolkit->Select(list, 1));
+  EXPECT_TRUE(mode.IsEnabled());
+  EXPECT_TRUE(toolkit->Select(list, 0));
+  EXPECT_FALSE(mode.IsEnabled());
+  // Free again, it is taken with the focus.
+  other.reset();
+  toolkit->Activate(false);
+  EXPECT_FALSE(mode.IsEnabled());
+  toolkit->Activate(true);
+  EXPECT_TRUE(mode.IsEnabled());
+  // Given back by hand it can be had again by hand.
+  EXPECT_TRUE(toolkit->Select(mode, 1));
+  EXPECT_TRUE(enable.IsEnabled());
+  EXPECT_TRUE(Click("manualEnable"));
+  EXPECT_FALSE(IsLocked("SornCard0"));
+  EXPECT_FALSE(mode.IsEnabled());
+  EXPECT_TRUE(enable.IsEnabled());
+  EXPECT_TRUE(Click("manualEnable"));
+  EXPECT_TRUE(IsLocked("SornCard0"));
+  EXPECT_TRUE(mode.IsEnabled());
+}
+
 TEST_F(BoardsTest, TheModeIsKeptFromRunToRun) {
   BuildMachine(kOneBoard);
   Start();
