@@ -69,12 +69,13 @@ QJsonArray Rectangle(const NxRECT& rect) {
   return {rect.x, rect.y, rect.w, rect.h};
 }
 
-bool IsOnScreen(const WindowState& state) {
+// Whether the window and all its parents are so.
+bool WithParents(const WindowState& state, bool WindowState::*flag) {
   WindowState at = state;
-  while (at.visible && at.parent != 0) {
+  while (at.*flag && at.parent != 0) {
     if (!toolkit::GetWindowState(at.parent, &at)) return false;
   }
-  return at.visible;
+  return at.*flag;
 }
 
 QJsonObject Describe(const WindowState& state) {
@@ -86,8 +87,8 @@ QJsonObject Describe(const WindowState& state) {
   entry["text"] =
       QString::fromStdString(state.nxClass == NXClass::Number ? state.valueText : state.text);
   entry["rect"] = Rectangle(state.absolute);
-  entry["shown"] = IsOnScreen(state);
-  entry["enabled"] = state.enabled;
+  entry["shown"] = WithParents(state, &WindowState::visible);
+  entry["enabled"] = WithParents(state, &WindowState::enabled);
   entry["focused"] = state.focused;
   entry["checked"] = state.check;
   if (state.nxClass == NXClass::ComboButton || state.nxClass == NXClass::HotTextList) {
