@@ -29,13 +29,17 @@ int32_t RateClass(int32_t timeScale) {
   return timeScale == 25000 || timeScale == 50000 ? 1 : 2;
 }
 
+// The inverse of NumberText: what is typed is what is shown.
 bool TimecodeValue(const WindowState& state, const char* text, int32_t* value) {
+  // At 60 the text counts pairs. TimecodeTextToFrame leaves out two numbers a minute there, where
+  // the way out leaves out two pairs, so in drop frame the pairs are counted first, at 30.
+  const bool pairs = state.timeScale == 60000 && state.dropFrame != 0;
   uint32_t frame = 0;
-  if (TimecodeTextToFrame(text, state.timeScale, state.timeRate,
+  if (TimecodeTextToFrame(text, pairs ? 30000 : state.timeScale, state.timeRate,
                           static_cast<uint8_t>(state.dropFrame != 0), &frame) != 0) {
     return false;
   }
-  *value = static_cast<int32_t>(frame);
+  *value = static_cast<int32_t>(pairs ? 2 * frame : frame);
   return true;
 }
 
