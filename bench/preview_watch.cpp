@@ -4,10 +4,6 @@
 //       prints one line a minute and one at the end. Numbers go round at CYCLE.
 //   preview_watch --movie WIDTH HEIGHT FRAMES
 //       writes numbered pictures, 8-bit grey, to standard output: for a movie on a card's input.
-#include <QGuiApplication>
-#include <QImage>
-#include <QPixmap>
-#include <QScreen>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -15,6 +11,7 @@
 #include <vector>
 
 #include "frame_code.h"
+#include "screen.h"
 #include "timing.h"
 
 namespace {
@@ -45,11 +42,11 @@ class Judge {
  public:
   explicit Judge(uint32_t cycle) : cycle_(cycle) {}
 
-  void Photograph(const QImage& image, double now) {
+  void Photograph(const Photo& photo, double now) {
     ++photographs_;
     uint32_t code = 0;
-    const auto grey = [&](int x, int y) { return qGray(image.pixel(x, y)); };
-    switch (frame_code::Read(image.width(), image.height(), grey, &code)) {
+    const auto grey = [&](int x, int y) { return photo.Green(x, y); };
+    switch (frame_code::Read(photo.width, photo.height, grey, &code)) {
       case frame_code::Seen::Torn:
         ++torn_;
         break;
@@ -110,7 +107,8 @@ class Judge {
 };
 
 int Watch(int x, int y, int width, int height, double seconds, uint32_t cycle) {
-  QScreen* screen = QGuiApplication::primaryScreen();
+  const Screen screen;
+  Photo photo;
   Judge judge(cycle);
   const auto start = Clock::now();
   double minute = kMinute;
@@ -118,7 +116,11 @@ int Watch(int x, int y, int width, int height, double seconds, uint32_t cycle) {
     std::this_thread::sleep_until(next);
     next = std::max(next, Clock::now() - kPeriod);
     const double now = Seconds(start);
-    judge.Photograph(screen->grabWindow(0, x, y, width, height).toImage(), now);
+    if (!screen.Take(x, y, width, height, &photo)) {
+      fprintf(stderr, "preview_watch: no screen, or the place is not on it\n");
+      return 2;
+    }
+    judge.Photograph(photo, now);
     if (now < minute) continue;
     judge.Print(now);
     minute += kMinute;
@@ -139,7 +141,6 @@ int main(int argc, char** argv) {
             "       preview_watch --movie WIDTH HEIGHT FRAMES\n");
     return 2;
   }
-  QGuiApplication application(argc, argv);
   const uint32_t cycle = argc > 6 ? static_cast<uint32_t>(atoi(argv[6])) : 1U << 22;
   return Watch(atoi(argv[1]), atoi(argv[2]), atoi(argv[3]), atoi(argv[4]), atof(argv[5]), cycle);
 }
