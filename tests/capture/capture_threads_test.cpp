@@ -4,10 +4,12 @@
 #include <algorithm>
 #include <set>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "base/thread_facts.h"
 #include "capture/engine_rig.h"
+#include "processing/picture_sink.h"
 
 namespace morvane {
 namespace {
@@ -31,6 +33,32 @@ TEST_F(CaptureThreads, InputRunsOnTheFirstProcessorAndWriterOnTheLast) {
   std::sort(wanted.begin(), wanted.end());
   std::sort(places.begin(), places.end());
   EXPECT_EQ(places, wanted);
+}
+
+// What the two threads of a window ask at the same time: the status in words, and a live picture
+// whose failure leaves words in the session.
+TEST_F(CaptureThreads, StatusAndLivePictureShareNothingThatIsWritten) {
+  class NoSink final : public PictureSink {
+   public:
+    bool Begin(int32_t /*width*/, int32_t /*height*/) override { return true; }
+    void Show(const NXVideoFrame& /*frame*/) override {}
+    void End() override {}
+  };
+  ASSERT_NO_FATAL_FAILURE(Begin(test::BarsMachine()));
+  constexpr int kRounds = 100;
+  std::set<std::string> words;
+  std::thread status([&] {
+    for (int round = 0; round < kRounds; ++round) words.insert(engine_->StatusText());
+  });
+  NoSink sink;
+  uint8_t tooSmall[16] = {};
+  for (int round = 0; round < kRounds; ++round) {
+    EXPECT_EQ(CaptureEngine::LivePicture::NoSignal,
+              engine_->ShowLiveInput(&sink, tooSmall, sizeof tooSmall));
+  }
+  status.join();
+  EXPECT_EQ((std::set<std::string>{"Idle"}), words);
+  EXPECT_EQ("DMA Read Frame Failed", engine_->Session().GetLastError());
 }
 
 }  // namespace
