@@ -85,15 +85,23 @@ TEST_F(EntryTest, TheDesktopsCloseIsTheCloseButton) {
 }
 
 TEST_F(EntryTest, ASecondCopyDoesNotGetTheBoard) {
-  BuildMachine(kOneBoard);
-  const HeldLock other("SornCard0");
-  std::string status;
-  EXPECT_EQ(0, Run([&] {
-              Click("setupTab");
-              status = Text("boardStatus");
-              Click("closeButton");
-            }));
-  EXPECT_EQ("Not Active", status);
+  for (const bool first : {true, false}) {
+    BuildMachine(kOneBoard);
+    std::unique_ptr<HeldLock> other;
+    if (first) other = std::make_unique<HeldLock>("SornCard0");
+    std::string status;
+    bool enabled = first;
+    EXPECT_EQ(0, Run([&] {
+                Click("setupTab");
+                status = Text("boardStatus");
+                enabled = Control("activationMode").IsEnabled();
+                Click("closeButton");
+              }));
+    EXPECT_EQ(first ? "Not Active" : "Active", status);
+    EXPECT_EQ(!first, enabled);
+    EXPECT_EQ(first, driver->Writes() == 0);
+    End();
+  }
 }
 
 TEST_F(EntryTest, RunsTwiceInOneProcess) {

@@ -25,7 +25,7 @@ class Hands {
   virtual bool Slide(NXWindow& slider, toolkit::SliderPhase phase, int position) = 0;
   virtual bool Focus(NXWindow& control) = 0;
   virtual void Blur() = 0;
-  virtual bool Key(int key) = 0;  // as HeadlessToolkit::Key
+  virtual void Key(int key) = 0;  // as HeadlessToolkit::Key
   virtual bool Mouse(NXWindow& window, uint32_t message, int x, int y) = 0;  // y upwards
   virtual bool Mouse(NXVideoWindowNode* video, uint32_t message, int x, int y) = 0;
   virtual bool Wheel(int delta, int modifier) = 0;

@@ -27,7 +27,7 @@ class HeadlessHands final : public Hands {
   }
   bool Focus(NXWindow& control) override { return toolkit_.Focus(control); }
   void Blur() override { toolkit_.Blur(); }
-  bool Key(int key) override { return toolkit_.Key(key); }
+  void Key(int key) override { toolkit_.Key(key); }
   bool Mouse(NXWindow& window, uint32_t message, int x, int y) override {
     return toolkit_.Mouse(window, message, x, y);
   }

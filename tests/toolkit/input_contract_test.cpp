@@ -18,16 +18,16 @@ TEST_F(InputTest, AHotKeyReachesItsWindowWhateverHasTheFocus) {
   EXPECT_EQ(NxErrSuccess, NXRegisterHotKey(tab.nxNode, NXKEY_LEFT, 0));
   EXPECT_EQ(NxErrSuccess, NXRegisterHotKey(tab.nxNode, NXKEY_ESCAPE, 0));
   ASSERT_TRUE(hands->Focus(button));
-  EXPECT_TRUE(hands->Key('j'));
-  EXPECT_TRUE(hands->Key(NXKEY_LEFT));
-  EXPECT_TRUE(hands->Key(NXKEY_ESCAPE));
+  hands->Key('j');
+  hands->Key(NXKEY_LEFT);
+  hands->Key(NXKEY_ESCAPE);
   const std::vector<Received> expected = {{NXMSG_KEYDOWN, 'j', 0, nullptr, nullptr},
                                           {NXMSG_KEYDOWN, -1, NXKEY_LEFT, nullptr, nullptr},
                                           {NXMSG_KEYDOWN, NXKEY_ESCAPE, 0, nullptr, nullptr}};
   EXPECT_EQ(expected, tab.Take());
   EXPECT_EQ(NxErrSuccess, NXUnRegisterHotKey(tab.nxNode, 'j'));
   EXPECT_EQ(NxErrFailure, NXUnRegisterHotKey(tab.nxNode, 'j'));
-  EXPECT_FALSE(hands->Key('j'));
+  hands->Key('j');
   EXPECT_TRUE(tab.Take().empty());
 }
 
@@ -37,11 +37,11 @@ TEST_F(InputTest, TheWindowThatRegisteredAKeyLastGetsIt) {
   Add(second);
   NXRegisterHotKey(first.nxNode, 'k', 0);
   NXRegisterHotKey(second.nxNode, 'k', 0);
-  EXPECT_TRUE(hands->Key('k'));
+  hands->Key('k');
   EXPECT_TRUE(first.Take().empty());
   EXPECT_EQ(1u, second.Take().size());
   second.DestroyNXWindow();
-  EXPECT_TRUE(hands->Key('k'));
+  hands->Key('k');
   EXPECT_EQ(1u, first.Take().size());
 }
 
@@ -61,7 +61,7 @@ TEST_F(InputTest, AnEditTakesEveryKeyButEscape) {
   EXPECT_FALSE(toolkit::IsHotKey('i', 0, 0));
   hands->Blur();
   root.Take();
-  EXPECT_TRUE(hands->Key('i'));
+  hands->Key('i');
   EXPECT_EQ(1u, root.Take().size());
 }
 
@@ -86,7 +86,7 @@ TEST_F(InputTest, APlainWindowWithTheFocusGetsItsKeys) {
   RecordingWindow pane;
   Add(pane);
   ASSERT_EQ(NxErrSuccess, pane.SetNXFocus());
-  EXPECT_TRUE(hands->Key('z'));
+  hands->Key('z');
   const std::vector<Received> expected = {{NXMSG_KEYDOWN, 'z', 0, nullptr, nullptr}};
   EXPECT_EQ(expected, pane.Take());
 }

@@ -88,14 +88,7 @@ class QtHands final : public Hands {
   void Blur() override {
     if (QWidget* focus = QApplication::focusWidget(); focus != nullptr) focus->clearFocus();
   }
-  bool Key(int key) override {
-    WindowState state;
-    const bool arrow = key >= NXKEY_LEFT && key <= NXKEY_DOWN;
-    const bool hot = toolkit::IsHotKey(arrow ? -1 : key, arrow ? key : 0, 0);
-    bool plain = false;
-    for (const WindowState& window : toolkit::AllWindows()) {
-      plain = plain || (window.focused && window.nxClass == NXClass::Window);
-    }
+  void Key(int key) override {
     switch (key) {
       case NXKEY_LEFT:
         QTest::keyClick(Window(), Qt::Key_Left);
@@ -115,7 +108,6 @@ class QtHands final : public Hands {
       default:
         SendKey(key);
     }
-    return hot || plain;
   }
   bool Mouse(NXWindow& window, uint32_t message, int x, int y) override {
     QWidget* widget = Widget(window);

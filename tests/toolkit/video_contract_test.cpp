@@ -1,9 +1,12 @@
+#include <algorithm>
+#include <cstdlib>
 #include <cstring>
 #include <thread>
 #include <vector>
 
 #include "gui_fixture.h"
 #include "processing/conversion_tables.h"
+#include "processing/convert.h"
 #include "processing/pixel_format.h"
 
 namespace morvane::test {
@@ -83,45 +86,95 @@ TEST_F(VideoTest, BlackenClears) {
   EXPECT_EQ(0u, hands->Pixel(video, 10, 10));
 }
 
-TEST_F(VideoTest, AllPixelFormatsOfAJobAreTaken) {
-  for (const char* name : {"2vuy", "2Vuy", "v219", "V219", "yuy2", "bgrA", "rgbA", "10rb"}) {
-    const FourCCCode fourcc = FourCC({name[0], name[1], name[2], name[3], 0});
-    if (FindPixelFormat(fourcc) == nullptr) continue;
+// The largest difference of a component of two colours.
+int Difference(uint32_t a, uint32_t b) {
+  int largest = 0;
+  for (const int shift : {0, 8, 16}) {
+    const int one = static_cast<int>(a >> shift & 0xFF);
+    const int other = static_cast<int>(b >> shift & 0xFF);
+    largest = std::max(largest, std::abs(one - other));
+  }
+  return largest;
+}
+
+// A picture of one colour, in every format in which a file or a job may hand one over.
+TEST_F(VideoTest, AllPixelFormatsAreTaken) {
+  constexpr uint32_t kColor = 0x30A0C8u;
+  constexpr int kVideoRounding = 2;  // of a colour that goes to 8-bit YUV and back
+  const Picture source(48, 8, 0xFF000000u | kColor);
+  for (const PixelFormat& format : PixelFormats()) {
+    const char* code = reinterpret_cast<const char*>(&format.code);
+    const std::string name(code, 4);
     NXVideoFrame frame;
     frame.width = 48;
-    frame.height = 2;
-    frame.fourcc = fourcc;
-    frame.rowBytes = PixelPitch(fourcc, 48);
-    const std::vector<uint8_t> bytes(static_cast<size_t>(frame.rowBytes) * 2, 0x80);
+    frame.height = 8;
+    frame.fourcc = format.code;
+    frame.rowBytes = PixelPitch(format.code, 48);
+    std::vector<uint8_t> bytes(static_cast<size_t>(frame.rowBytes) * 8);
     frame.picture = bytes.data();
-    NXStartDisplayVideoFrame(video, 48, 2, NXDISPLAY_TEXTURE, nullptr);
-    EXPECT_EQ(NxErrSuccess, NXDisplayVideoFrame(video, &frame, nullptr)) << name;
+    ConvertContext context;
+    NxColorContext color;
+    color.matrix = ColorMatrix601Video;  // what a picture of so few lines is taken for
+    const bool readable = format.layout != PixelLayout::kNone;
+    if (readable) {
+      ASSERT_EQ(NxErrSuccess, ConvertImage(&context, source.bytes.data(), 48, 8, FourCC("bgrA"),
+                                           source.frame.rowBytes, bytes.data(), 48, 8, format.code,
+                                           frame.rowBytes, false, &color, false, nullptr))
+          << name;
+    }
+    // Deliberate: of 10-bit words the top 8 bits are shown, whatever their range, and those of
+    // "10RS" in the order of the others.
+    const uint32_t shown = !readable                       ? 0
+                           : format.code == FourCC("11rQ") ? 0x2C93B8u
+                           : format.code == FourCC("10RS") ? 0xB1E092u
+                                                           : kColor;
+    NXBlackenVideoWindow(video);
+    ASSERT_EQ(NxErrSuccess, NXStartDisplayVideoFrame(video, 48, 8, NXDISPLAY_TEXTURE, nullptr));
+    EXPECT_EQ(readable ? NxErrSuccess : NxErrFailure, NXDisplayVideoFrame(video, &frame, nullptr))
+        << name;
     NXStopDisplayVideoFrame(video);
+    hands->Settle();
+    const uint32_t pixel = hands->Pixel(video, 30, 16);
+    EXPECT_LE(Difference(shown, pixel), kVideoRounding) << name << " shows " << std::hex << pixel;
   }
 }
 
 TEST_F(VideoTest, YuvUsesTheMatrixOfItsTables) {
-  NxColorTables tables;
-  tables.matrix = 3;
-  ASSERT_EQ(NxErrSuccess, BuildConversionTables(8, &tables, 1));
-  // White in video range: 235, no chroma.
-  std::vector<uint8_t> bytes(64 * 2 * 32);
-  for (size_t at = 0; at < bytes.size(); at += 2) {
-    bytes[at] = 128;
-    bytes[at + 1] = 235;
+  // What Cb 90, Y 120, Cr 180 is: by hand from the coefficients of 601 and 709, in full range and
+  // in video range.
+  const struct {
+    ColorMatrix matrix;
+    uint32_t color;
+  } kRows[] = {
+      {ColorMatrix601Full, 0xBF6036u},
+      {ColorMatrix601Video, 0xCC5E2Cu},
+      {ColorMatrix709Full, 0xC86733u},
+      {ColorMatrix709Video, 0xD66529u},
+  };
+  for (const auto& row : kRows) {
+    NxColorTables tables;
+    tables.matrix = row.matrix;
+    ASSERT_EQ(NxErrSuccess, BuildConversionTables(8, &tables, 1));
+    std::vector<uint8_t> bytes(64 * 2 * 32);
+    for (size_t at = 0; at < bytes.size(); at += 4) {
+      bytes[at] = 90;
+      bytes[at + 1] = bytes[at + 3] = 120;
+      bytes[at + 2] = 180;
+    }
+    NXVideoFrame frame;
+    frame.picture = bytes.data();
+    frame.width = 64;
+    frame.height = 32;
+    frame.rowBytes = 128;
+    frame.fourcc = FourCC("2vuy");
+    frame.colorTable = &tables;
+    NXStartDisplayVideoFrame(video, 64, 32, NXDISPLAY_TEXTURE, nullptr);
+    ASSERT_EQ(NxErrSuccess, NXDisplayVideoFrame(video, &frame, nullptr));
+    NXStopDisplayVideoFrame(video);
+    hands->Settle();
+    const uint32_t pixel = hands->Pixel(video, 30, 20);
+    EXPECT_LE(Difference(row.color, pixel), 1) << row.matrix << " shows " << std::hex << pixel;
   }
-  NXVideoFrame frame;
-  frame.picture = bytes.data();
-  frame.width = 64;
-  frame.height = 32;
-  frame.rowBytes = 128;
-  frame.fourcc = FourCC("2vuy");
-  frame.colorTable = &tables;
-  NXStartDisplayVideoFrame(video, 64, 32, NXDISPLAY_TEXTURE, nullptr);
-  ASSERT_EQ(NxErrSuccess, NXDisplayVideoFrame(video, &frame, nullptr));
-  NXStopDisplayVideoFrame(video);
-  hands->Settle();
-  EXPECT_EQ(0xFFFFFFu, hands->Pixel(video, 30, 20));
 }
 
 TEST_F(VideoTest, CurvesAreAppliedToEachColour) {
