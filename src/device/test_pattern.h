@@ -31,8 +31,8 @@ class CRQD5TestPattern : public CRQD5Status {
   void SetDmaEnable(bool enable);
   // With `enable` a pattern that was drawn on the card is routed to the outputs by `builder`, which
   // knows the crosspoints of the board.
-  // Off at first, and left off by the nub server and `morvanectl registers pattern`: the pattern
-  // then goes where the card's crosspoints lead already.
+  // Off at first, and left off where no session's selections say what to route (the nub server,
+  // `morvanectl registers pattern`): the pattern then goes where the crosspoints lead already.
   void SetAutoRoute(bool enable, RouteBuilder builder);
   // Where to draw instead of on the card; empty for the card. The caller's, at least
   // FrameBytes() of the descriptor at the card's present standard and geometry.

@@ -319,6 +319,7 @@ class CRQD5Card2 : public CRQD5Card {
   bool RefreshOutputEnables();
   bool WriteFrontPanel();
   bool Reapply();
+  bool BuildRouting(RQD5RoutingTable* table);  // for all selections as they are
   bool RebuildRouting();
   bool ApplyLink(uint32_t itemId);
   bool ShowStillIn(uint32_t frame, const SessionPicture& picture);

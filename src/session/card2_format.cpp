@@ -272,20 +272,21 @@ bool CRQD5Card2::BuildRoutingInput(RQD5RoutingTable* table, uint32_t /*frameBuff
   return true;
 }
 
-bool CRQD5Card2::RebuildRouting() {
-  RQD5RoutingTable table = {};
+bool CRQD5Card2::BuildRouting(RQD5RoutingTable* table) {
   uint32_t format = 0;
   GetFrameBufferFormat(channel_, &format);
   const bool rgb = format != FrameBuffer10BitYCbCr && format != FrameBuffer8BitUyvy &&
                    format != FrameBuffer8BitYuy2 && format != FrameBuffer10BitYCbCrDpx;
   const uint32_t frameBufferFormatClass = rgb ? 1 : 0;
   if (sessionIsInput_) {
-    BuildRoutingInput(&table, frameBufferFormatClass);
-  } else {
-    BuildRoutingOutput(&table, frameBufferFormatClass, IsDualStream(formatDesc_.videoFormat));
+    return BuildRoutingInput(table, frameBufferFormatClass);
   }
-  routingTable_ = table;
-  return ApplyRoutingTable(table);
+  return BuildRoutingOutput(table, frameBufferFormatClass, IsDualStream(formatDesc_.videoFormat));
+}
+
+bool CRQD5Card2::RebuildRouting() {
+  routingTable_ = {};
+  return BuildRouting(&routingTable_) && ApplyRoutingTable(routingTable_);
 }
 
 }  // namespace morvane

@@ -137,6 +137,7 @@ bool CRQD5Card2::SetTestPattern(uint32_t index) {
   }
   pattern.SetChannel(channel_);
   pattern.SetFrameBufferFormat(format);
+  pattern.SetAutoRoute(true, [this](RQD5RoutingTable* table) { BuildRouting(table); });
   PatternRaster raster;
   if (!pattern.ReadRaster(&raster)) return false;
   if (const char* refusal = PatternRefusal(index, raster)) return Fail(refusal);
