@@ -1,15 +1,6 @@
 #include "base/board_locks.h"
 
-#include <string>
-
 namespace morvane {
-namespace {
-
-NxHandle MakeLock(const char* family, int index) {
-  return NxCreateSemaphore(1, 1, (family + std::to_string(index)).c_str());
-}
-
-}  // namespace
 
 BoardLocks::~BoardLocks() {
   Close();
@@ -18,8 +9,12 @@ BoardLocks::~BoardLocks() {
 void BoardLocks::Close() {
   for (Lock* family : {control_, audio_, card_}) {
     for (int i = 0; i < kMaxBoards; ++i) {
-      if (family[i].handle != nullptr) NxCloseHandle(family[i].handle);
-      family[i] = {};
+      Lock& lock = family[i];
+      if (lock.handle == nullptr) continue;
+      NxCloseHandle(lock.handle);
+      lock.handle = nullptr;
+      lock.held = false;
+      Tell(lock, BoardLockStep::Closed);
     }
   }
 }
@@ -33,21 +28,30 @@ bool BoardLocks::Create() {
     } kLocks[] = {
         {&card_[i], "SornCard"}, {&audio_[i], "SornAudio"}, {&control_[i], "SornControl"}};
     for (const auto& entry : kLocks) {
-      if (entry.lock->handle == nullptr) entry.lock->handle = MakeLock(entry.family, i);
-      complete = complete && entry.lock->handle != nullptr;
+      Lock& lock = *entry.lock;
+      lock.name = entry.family + std::to_string(i);
+      if (lock.handle == nullptr) lock.handle = NxCreateSemaphore(1, 1, lock.name.c_str());
+      complete = complete && lock.handle != nullptr;
     }
   }
   return complete;
 }
 
+void BoardLocks::Tell(const Lock& lock, BoardLockStep step) const {
+  if (watch_) watch_(lock.name, step);
+}
+
 bool BoardLocks::Take(Lock* lock) {
   lock->held = lock->handle != nullptr && NxWait(lock->handle, 0) == NxErrSuccess;
+  Tell(*lock, lock->held ? BoardLockStep::Taken : BoardLockStep::Refused);
   return lock->held;
 }
 
 void BoardLocks::GiveBack(Lock* lock) {
-  if (lock->held) NxReleaseSemaphore(lock->handle);
+  if (!lock->held) return;
+  NxReleaseSemaphore(lock->handle);
   lock->held = false;
+  Tell(*lock, BoardLockStep::GivenBack);
 }
 
 NxErr BoardLocks::Acquire(int index, bool hasControl, bool hasAudio) {

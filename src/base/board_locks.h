@@ -1,6 +1,9 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
+#include <string>
+#include <utility>
 
 #include "base/nx_err.h"
 #include "base/system.h"
@@ -8,6 +11,11 @@
 namespace morvane {
 
 inline constexpr int kMaxBoards = 8;
+
+// What happens to a lock.
+enum class BoardLockStep { Taken, Refused, GivenBack, Closed };
+// Told of each step, with the lock's name ("SornCard0").
+using BoardLockWatch = std::function<void(const std::string& name, BoardLockStep step)>;
 
 // The machine-wide semaphores that keep several running copies of the application off the same
 // board: families SornCard, SornControl, SornAudio, one each per board index.
@@ -33,19 +41,24 @@ class BoardLocks {
   // Gives back audio, control, card. Nothing happens for a board that is not held.
   void Release(int index);
   [[nodiscard]] bool IsHeld(int index) const;
+  // Called after each step, until another is set; empty: nobody is told. For tests.
+  void Watch(BoardLockWatch watch) { watch_ = std::move(watch); }
 
  private:
   // One semaphore and whether this object holds it.
   struct Lock {
     NxHandle handle = nullptr;
     bool held = false;
+    std::string name;
   };
-  [[nodiscard]] static bool Take(Lock* lock);
-  static void GiveBack(Lock* lock);
+  [[nodiscard]] bool Take(Lock* lock);
+  void GiveBack(Lock* lock);
+  void Tell(const Lock& lock, BoardLockStep step) const;
 
   Lock card_[kMaxBoards];
   Lock control_[kMaxBoards];
   Lock audio_[kMaxBoards];
+  BoardLockWatch watch_;
 };
 
 }  // namespace morvane

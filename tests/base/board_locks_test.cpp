@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <set>
 #include <string>
+#include <utility>
 
 #include "base/paths.h"
 #include "child_process.h"
@@ -26,7 +27,17 @@ class BoardLocksTest : public testing::Test {
     return taken;
   }
 
+  // Writes down what happens: "+SornCard0" taken, "?" refused, "-" given back, "x" closed.
+  void Record(BoardLocks* locks) {
+    locks->Watch([this](const std::string& name, BoardLockStep step) {
+      constexpr char kSigns[] = {'+', '?', '-', 'x'};
+      steps_ += std::string(1, kSigns[static_cast<size_t>(step)]) + name + " ";
+    });
+  }
+  std::string TakeSteps() { return std::exchange(steps_, {}); }
+
   std::string folder_ = test::FreshFolder("locks");
+  std::string steps_;
 };
 
 TEST_F(BoardLocksTest, MakesThreeFamiliesOfEight) {
@@ -58,6 +69,62 @@ TEST_F(BoardLocksTest, TakesAndGivesBackAllThree) {
   EXPECT_FALSE(locks.IsHeld(3));
   for (const char* name : {"SornCard3", "SornControl3", "SornAudio3"}) EXPECT_FALSE(IsTaken(name));
   locks.Release(3);
+}
+
+TEST_F(BoardLocksTest, TheOrderIsCardControlAudioAndBackwards) {
+  BoardLocks locks;
+  ASSERT_TRUE(locks.Create());
+  Record(&locks);
+  EXPECT_EQ(locks.Acquire(3), NxErrSuccess);
+  EXPECT_EQ(TakeSteps(), "+SornCard3 +SornControl3 +SornAudio3 ");
+  locks.Release(3);
+  EXPECT_EQ(TakeSteps(), "-SornAudio3 -SornControl3 -SornCard3 ");
+  EXPECT_EQ(locks.Acquire(3, false, true), NxErrSuccess);
+  EXPECT_EQ(TakeSteps(), "+SornCard3 +SornAudio3 ");
+  locks.Release(3);
+  EXPECT_EQ(TakeSteps(), "-SornAudio3 -SornCard3 ");
+}
+
+TEST_F(BoardLocksTest, ARefusalGivesBackWhatWasTakenAndNothingMore) {
+  const struct {
+    const char* busy;
+    const char* steps;
+  } kRows[] = {
+      {"SornCard3", "?SornCard3 "},
+      {"SornControl3", "+SornCard3 ?SornControl3 -SornCard3 "},
+      {"SornAudio3", "+SornCard3 +SornControl3 ?SornAudio3 -SornControl3 -SornCard3 "},
+  };
+  for (const auto& row : kRows) {
+    NxHandle holder = NxCreateSemaphore(1, 1, row.busy);
+    ASSERT_EQ(NxWait(holder, 0), NxErrSuccess);
+    BoardLocks locks;
+    ASSERT_TRUE(locks.Create());
+    Record(&locks);
+    TakeSteps();
+    EXPECT_EQ(locks.Acquire(3), NxErrBoardBusy);
+    EXPECT_EQ(TakeSteps(), row.steps);
+    for (const char* name : {"SornCard3", "SornControl3", "SornAudio3"}) {
+      EXPECT_EQ(IsTaken(name), std::string(name) == row.busy) << name;
+    }
+    // No flag is left: there is nothing to give back.
+    locks.Release(3);
+    EXPECT_EQ(TakeSteps(), "");
+    NxCloseHandle(holder);
+  }
+}
+
+TEST_F(BoardLocksTest, ClosesControlThenAudioThenCard) {
+  BoardLocks locks;
+  ASSERT_TRUE(locks.Create());
+  Record(&locks);
+  locks.Close();
+  std::string expected;
+  for (const char* family : {"SornControl", "SornAudio", "SornCard"}) {
+    for (int i = 0; i < 8; ++i) expected += std::string("x") + family + std::to_string(i) + " ";
+  }
+  EXPECT_EQ(TakeSteps(), expected);
+  locks.Close();
+  EXPECT_EQ(TakeSteps(), "");
 }
 
 TEST_F(BoardLocksTest, SecondCopyFindsTheBoardBusy) {
