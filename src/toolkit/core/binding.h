@@ -121,6 +121,16 @@ class VideoShadow {
   virtual void Blacken() = 0;  // within a run on its thread, else from any thread
 };
 
+// A message for a window. The id, not the address: another window may stand there by then.
+struct Message {
+  NodeId target = 0;
+  uint32_t message = 0;
+  int a = 0;
+  int b = 0;
+  void* c = nullptr;
+  void* d = nullptr;
+};
+
 struct GuiSetup {
   int32_t x = 0, y = 0, w = 0, h = 0;  // on the screen, y downwards
   std::string title;
@@ -167,6 +177,9 @@ class ToolkitBinding {
                            std::string* path) = 0;
   virtual NxErr ChooseFolder(const std::string& title, const std::string& folder,
                              std::string* path) = 0;
+  // A handler has come to its end, the base class: here a binding could do what the application has
+  // not done. Not called for a window that does not exist.
+  virtual void MessageEnded(const Message& /*message*/) {}
   // Cancels the dialogs that are open, as the user could; they may still be open on return.
   virtual void CancelDialogs() = 0;
 };

@@ -55,16 +55,6 @@ namespace toolkit {
 
 enum class Phase { None, Made, Started, Stopped };
 
-// A message for a window. The id, not the address: another window may stand there by then.
-struct Message {
-  NodeId target = 0;
-  uint32_t message = 0;
-  int a = 0;
-  int b = 0;
-  void* c = nullptr;
-  void* d = nullptr;
-};
-
 // Lies on the stack of the thread that waits for it.
 struct PendingSend {
   Message message;

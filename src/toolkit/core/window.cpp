@@ -238,8 +238,14 @@ NxErr NXWindow::GetWindowNXTextStyle(int& first, int& second) {
   });
 }
 
-NxErr NXWindow::ReceiveNXMessage(uint32_t /*message*/, int /*a*/, int /*b*/, void* /*c*/,
-                                 void* /*d*/) {
+NxErr NXWindow::ReceiveNXMessage(uint32_t message, int a, int b, void* c, void* d) {
+  Core& core = TheCore();
+  Lock lock(core.mutex);
+  if (!own_->alive) return NxErrSuccess;
+  toolkit::ToolkitBinding* binding = core.binding;
+  const toolkit::Message ended{own_->state.id, message, a, b, c, d};
+  lock.unlock();
+  binding->MessageEnded(ended);
   return NxErrSuccess;
 }
 

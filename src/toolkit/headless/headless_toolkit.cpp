@@ -45,7 +45,12 @@ class HeadlessToolkit::Shadow final : public toolkit::WindowShadow {
 
 class HeadlessToolkit::Screen final : public toolkit::VideoShadow {
  public:
-  void Update(const VideoState& /*state*/) override {}
+  explicit Screen(HeadlessToolkit* toolkit) : toolkit_(toolkit) {}
+  ~Screen() override {
+    if (toolkit_->videoGoes_) toolkit_->videoGoes_(state_);
+  }
+
+  void Update(const VideoState& state) override { state_ = state; }
   bool Begin(uint32_t width, uint32_t height, uint32_t displayType) override {
     const std::lock_guard lock(mutex_);
     video_.running = true;
@@ -75,6 +80,8 @@ class HeadlessToolkit::Screen final : public toolkit::VideoShadow {
   }
 
  private:
+  HeadlessToolkit* const toolkit_;
+  VideoState state_;  // the main thread's
   std::mutex mutex_;
   Video video_;
 };
@@ -289,7 +296,7 @@ std::unique_ptr<toolkit::WindowShadow> HeadlessToolkit::MakeWindow(
 }
 
 std::unique_ptr<toolkit::VideoShadow> HeadlessToolkit::MakeVideo(const VideoState& /*state*/) {
-  return std::make_unique<Screen>();
+  return std::make_unique<Screen>(this);
 }
 
 NxErr HeadlessToolkit::Minimize() {

@@ -107,6 +107,15 @@ class HeadlessToolkit final : public toolkit::ToolkitBinding {
   };
   [[nodiscard]] Video Look(const NXVideoWindowNode* video) const;
 
+  // Called when a message has come to the end of its handler, and when a video window goes, with
+  // its last state.
+  void WhenMessageEnds(std::function<void(const toolkit::Message&)> action) {
+    messageEnds_ = std::move(action);
+  }
+  void WhenVideoGoes(std::function<void(const toolkit::VideoState&)> action) {
+    videoGoes_ = std::move(action);
+  }
+
   struct TopLevel {
     int x = 0, y = 0, w = 0, h = 0;  // on the screen, y downwards
     std::string title;
@@ -147,6 +156,9 @@ class HeadlessToolkit final : public toolkit::ToolkitBinding {
   NxErr ChooseFolder(const std::string& title, const std::string& folder,
                      std::string* path) override;
   void CancelDialogs() override { ++cancels_; }
+  void MessageEnded(const toolkit::Message& message) override {
+    if (messageEnds_) messageEnds_(message);
+  }
 
  private:
   class Shadow;
@@ -171,6 +183,8 @@ class HeadlessToolkit final : public toolkit::ToolkitBinding {
   int repaints_ = 0;
   std::vector<Box> boxes_;
   std::function<void()> whileBox_;
+  std::function<void(const toolkit::Message&)> messageEnds_;
+  std::function<void(const toolkit::VideoState&)> videoGoes_;
   std::string answer_;
   Box lastDialog_;
   int cancels_ = 0;
