@@ -25,11 +25,14 @@ std::string CutModulePath(const std::string& path) {
   return path.substr(0, path.size() - kNameCharacters);
 }
 
+std::string ModuleFolderOf(NxErr told, const std::string& path) {
+  return told == NxErrSuccess ? CutModulePath(path) : "/";
+}
+
 std::string ModuleFolder() {
-  std::string path(kPathCapacity, '\0');
-  if (NxModulePath(path.data(), path.size()) != NxErrSuccess) return "/";
-  path.resize(path.find('\0'));
-  return CutModulePath(path);
+  std::array<char, kPathCapacity> path = {};
+  const NxErr told = NxModulePath(path.data(), path.size());
+  return ModuleFolderOf(told, path.data());
 }
 
 void BuildColorTables(ProcessObjects* objects) {

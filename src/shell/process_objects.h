@@ -28,8 +28,10 @@ struct ProcessObjects {
 // which are a separator and a name of eleven characters.
 // Deliberate: no separator is looked for, so the name's length is part of the installation.
 [[nodiscard]] std::string CutModulePath(const std::string& path);
-// The same for this process; the root folder when its path cannot be had.
-[[nodiscard]] std::string ModuleFolder();
+// The same for a path as the system told it (`told` is what NxModulePath returned); the root folder
+// when it could not.
+[[nodiscard]] std::string ModuleFolderOf(NxErr told, const std::string& path);
+[[nodiscard]] std::string ModuleFolder();  // of this process
 // Makes the eight tables.
 void BuildColorTables(ProcessObjects* objects);
 

@@ -18,6 +18,12 @@ TEST(ModulePath, LosesTwelveCharactersAndNoMore) {
   EXPECT_EQ("", CutModulePath(""));
 }
 
+TEST(ModulePath, ThatCannotBeHadIsTheRoot) {
+  EXPECT_EQ("/", ModuleFolderOf(NxErrFailure, ""));
+  EXPECT_EQ("/", ModuleFolderOf(NxErrFailure, "/opt/morvane/bin/morvane-gui"));
+  EXPECT_EQ("/opt/morvane/bin", ModuleFolderOf(NxErrSuccess, "/opt/morvane/bin/morvane-gui"));
+}
+
 TEST(ModulePath, OfThisProcessIsCutWithoutLookingForASeparator) {
   char path[4096] = {};
   ASSERT_EQ(NxErrSuccess, NxModulePath(path, sizeof(path)));
