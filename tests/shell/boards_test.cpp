@@ -43,11 +43,24 @@ TEST_F(BoardsTest, ABoardThatAnotherHoldsIsNotTouched) {
   EXPECT_GT(driver->Reads(), 0);
 }
 
+TEST_F(BoardsTest, AreTakenAndGivenBackInOrder) {
+  BuildMachine(kOneBoard);
+  Start();
+  EXPECT_EQ("+SornCard0 +SornControl0 +SornAudio0 ", TakeJournal());
+  toolkit->Activate(true);
+  toolkit->Activate(false);
+  EXPECT_EQ("-SornAudio0 -SornControl0 -SornCard0 ", TakeJournal());
+  toolkit->Activate(true);
+  EXPECT_EQ("+SornCard0 +SornControl0 +SornAudio0 ", TakeJournal());
+}
+
 TEST_F(BoardsTest, PartOfABoardIsNoBoard) {
   BuildMachine(kOneBoard);
   const HeldLock audio("SornAudio0");
   ASSERT_TRUE(audio.Taken());
   Start();
+  EXPECT_EQ("+SornCard0 +SornControl0 ?SornAudio0 -SornControl0 -SornCard0 ", TakeJournal());
+  EXPECT_EQ(0, driver->Writes());
   EXPECT_FALSE(IsLocked("SornCard0"));
   EXPECT_FALSE(IsLocked("SornControl0"));
   EXPECT_FALSE(window->Setup().IsHeld());

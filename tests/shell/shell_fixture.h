@@ -5,6 +5,7 @@
 
 #include <memory>
 #include <string>
+#include <utility>
 
 #include "base/clock.h"
 #include "base/system.h"
@@ -74,6 +75,10 @@ class ShellTest : public ::testing::Test {
     objects = std::make_unique<ProcessObjects>();
     objects->moduleFolder = FreshFolder("module");
     ASSERT_TRUE(objects->locks.Create());
+    objects->locks.Watch([this](const std::string& name, BoardLockStep step) {
+      constexpr char kSigns[] = {'+', '?', '-', 'x'};  // taken, refused, given back, closed
+      journal += std::string(1, kSigns[static_cast<size_t>(step)]) + name + " ";
+    });
     window = std::make_unique<MorvaneWnd>(objects.get());
     NXInitGUI(screenWidth / 2 - 515, screenHeight / 2 - 384, 1030, 768, nullptr, "Morvane",
               "morvaneicon.ico", nullptr, 0);
@@ -126,6 +131,9 @@ class ShellTest : public ::testing::Test {
     text += letter(window->Setup().IsVisible(), 'S');
     return text;
   }
+  // What has happened in this order since the last call: board locks and, where a test adds them,
+  // other things.
+  std::string TakeJournal() { return std::exchange(journal, {}); }
   // Everything that a user sees, as text.
   std::string Dump() {
     std::string text;
@@ -186,6 +194,7 @@ class ShellTest : public ::testing::Test {
   std::unique_ptr<ProcessObjects> objects;
   std::unique_ptr<MorvaneWnd> window;
   std::string folder;
+  std::string journal;
 };
 
 }  // namespace morvane::test
