@@ -145,6 +145,13 @@ const char* VideoFormatText(uint32_t format) {
   return row != nullptr ? row->text : "";
 }
 
+RQD5VideoFormat FormatOfText(std::string_view text) {
+  for (const VideoFormatRow& row : VideoFormatRows().subspan(kFirstMatchable)) {
+    if (text == row.text) return row.value;
+  }
+  return 0;
+}
+
 uint32_t FormatLines(uint32_t format) {
   if (format == 22) return 0;  // Deliberate: this 720-line format is not in the list.
   if (format >= 80) return 0;  // The quad formats have no lines of their own.

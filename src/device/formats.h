@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <span>
 #include <string>
+#include <string_view>
 
 // The vocabulary of pictures: standards, frame geometries, frame rates, video formats and
 // frame-buffer formats, and the arithmetic between them. Pure data and pure functions.
@@ -120,6 +121,8 @@ struct VideoFormatRow {
 [[nodiscard]] const VideoFormatRow* FindVideoFormat(uint32_t format);
 // Text of a format, or of a family word from 92 on; empty for any other value.
 [[nodiscard]] const char* VideoFormatText(uint32_t format);
+// The format that is called so. Returns: 0 where none is.
+[[nodiscard]] RQD5VideoFormat FormatOfText(std::string_view text);
 // Lines of a format, 0 where it has none. Deliberate: 22 (720p 25.00) gives 0.
 [[nodiscard]] uint32_t FormatLines(uint32_t format);
 // Compares FormatLines of the two: -1, 0 or 1.

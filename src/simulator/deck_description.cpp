@@ -48,9 +48,7 @@ DeckFaultDescription Faults(const toml::table& node) {
 }
 
 uint32_t FormatNamed(TomlTable* table, const std::string& text) {
-  for (const VideoFormatRow& row : VideoFormatRows()) {
-    if (row.value != 0 && text == row.text) return row.value;
-  }
+  if (const uint32_t format = FormatOfText(text); format != 0) return format;
   Refuse(*table->Node().get("format"), table->KeyPath("format"),
          "there is no format \"" + text + "\", see docs/machine.md for the list");
 }

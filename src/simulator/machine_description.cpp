@@ -169,9 +169,7 @@ class Reader {
   }
 
   static uint32_t Format(TomlTable* table, const std::string& key, const std::string& text) {
-    for (const VideoFormatRow& row : VideoFormatRows()) {
-      if (row.value != 0 && text == row.text) return row.value;
-    }
+    if (const uint32_t format = FormatOfText(text); format != 0) return format;
     const toml::node* node = table->Node().get(key);
     Refuse(node != nullptr ? *node : table->Node(), table->KeyPath(key),
            "there is no format " + Quoted(text) + ", see docs/machine.md for the list");

@@ -136,10 +136,7 @@ bool TapeIndex::LoadFacts(std::string* error) {
     *error = "\"" + path_ + "\" was made by another version of this program";
     return false;
   }
-  const std::string text = row.Text(1);
-  for (const VideoFormatRow& format : VideoFormatRows()) {
-    if (format.value != 0 && text == format.text) facts_.videoFormat = format.value;
-  }
+  facts_.videoFormat = FormatOfText(row.Text(1));
   facts_.rate = TapeRate::Of(facts_.videoFormat, row.Number(2) != 0);
   facts_.first = row.Number(3);
   facts_.pictures = row.Number(4);

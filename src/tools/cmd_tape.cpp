@@ -29,13 +29,6 @@ struct TapeOptions {
   std::string out;
 };
 
-uint32_t FormatOfText(const std::string& text) {
-  for (const VideoFormatRow& row : VideoFormatRows()) {
-    if (row.value != 0 && text == row.text) return row.value;
-  }
-  return 0;
-}
-
 Json DocumentOf(const TapeFolder& tape) {
   return Json{{"format", VideoFormatText(tape.Facts().videoFormat)},
               {"from", TapeTimecodeText(tape.Rate(), tape.CountAt(0))},

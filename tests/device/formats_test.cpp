@@ -54,6 +54,15 @@ TEST(VideoFormats, TextOfAnEmptyValueIsEmptyAndOfAFamilyIsItsWord) {
   EXPECT_STREQ(VideoFormatText(19), "1080p 59.94b");
 }
 
+TEST(VideoFormats, AFormatIsFoundByItsText) {
+  for (const VideoFormatRow& row : VideoFormatRows().subspan(1)) {
+    EXPECT_EQ(FormatOfText(row.text), row.value) << row.text;
+  }
+  for (const char* text : {"", "1080i", "1080i 29.9", "1080I 29.97"}) {
+    EXPECT_EQ(FormatOfText(text), 0u) << text;
+  }
+}
+
 TEST(VideoFormats, LinesOfEachFormat) {
   const std::set<uint32_t> lines1080 = {1,  2,  3,  6,  7,  8,  9,  10, 11, 12, 13, 14, 15,
                                         16, 18, 19, 20, 23, 24, 25, 26, 27, 28, 29, 30};
