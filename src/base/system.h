@@ -75,6 +75,11 @@ void NxLeaveIfAbandoned();
 // True once any thread of this process was abandoned: the process must then end with _exit.
 [[nodiscard]] bool NxAnyThreadAbandoned();
 
+// Keeps the signals that ask the process for something (SIGTERM, SIGUSR1 ...) away from the calling
+// thread: they are the main thread's business; faults stay with who makes them. Threads of
+// NxCreateThread have it from the start.
+void NxBlockProcessSignals();
+
 void NxSleep(uint32_t milliseconds);
 
 // Gives the process the priority of an application that must not be late, where the system allows

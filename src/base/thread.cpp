@@ -223,19 +223,8 @@ class Spawner {
     return nullptr;
   }
 
-  // Signals of the process are the main thread's business; faults stay with who makes them.
-  static void BlockSignals() {
-    sigset_t blocked;
-    sigemptyset(&blocked);
-    for (const int number : {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGCHLD, SIGUSR1, SIGUSR2, SIGWINCH,
-                             SIGTSTP, SIGTTIN, SIGTTOU}) {
-      sigaddset(&blocked, number);
-    }
-    pthread_sigmask(SIG_BLOCK, &blocked, nullptr);
-  }
-
   void Serve() {
-    BlockSignals();
+    NxBlockProcessSignals();  // its children inherit it
     const cpu_set_t& processors = TheStartSet().processors;
     sched_setaffinity(0, sizeof processors, &processors);
     monitor_.Locked([this] {
@@ -349,6 +338,16 @@ NxErr NxTerminateThread(NxHandle thread, uint32_t exitCode) {
 
 void NxLeaveIfAbandoned() {
   if (t_thread != nullptr && t_thread->abandoned.load(std::memory_order_acquire)) ParkForEver();
+}
+
+void NxBlockProcessSignals() {
+  sigset_t blocked;
+  sigemptyset(&blocked);
+  for (const int number : {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGALRM, SIGCHLD, SIGUSR1, SIGUSR2,
+                           SIGWINCH, SIGTSTP, SIGTTIN, SIGTTOU}) {
+    sigaddset(&blocked, number);
+  }
+  pthread_sigmask(SIG_BLOCK, &blocked, nullptr);
 }
 
 bool NxThreadPriorityRefused(NxHandle thread) {

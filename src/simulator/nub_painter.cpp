@@ -1,25 +1,10 @@
 #include "simulator/nub_painter.h"
 
-#include <signal.h>
-
 #include <utility>
 
+#include "base/system.h"
+
 namespace morvane {
-
-namespace {
-
-// Signals are the main thread's: those that ask the process for something stay away from here.
-void BlockSignals() {
-  sigset_t blocked;
-  sigemptyset(&blocked);
-  for (const int number : {SIGINT, SIGTERM, SIGQUIT, SIGHUP, SIGUSR1, SIGUSR2, SIGALRM, SIGCHLD,
-                           SIGTSTP, SIGTTIN, SIGTTOU}) {
-    sigaddset(&blocked, number);
-  }
-  pthread_sigmask(SIG_BLOCK, &blocked, nullptr);
-}
-
-}  // namespace
 
 NubPainter::NubPainter(std::function<void()> done)
     : done_(std::move(done)), thread_([this] { Run(); }) {}
@@ -45,7 +30,7 @@ std::future<bool> NubPainter::Draw(std::function<bool()> drawing) {
 }
 
 void NubPainter::Run() {
-  BlockSignals();
+  NxBlockProcessSignals();
   for (;;) {
     std::packaged_task<bool()> task;
     {

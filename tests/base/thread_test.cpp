@@ -1,9 +1,11 @@
 #include <gtest/gtest.h>
 #include <sched.h>
+#include <signal.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
 #include <atomic>
+#include <set>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -386,6 +388,38 @@ TEST(TerminateThread, IsRememberedSoThatMainCanLeaveAtOnce) {
   test::ChildProcess child({"abandon"});
   EXPECT_EQ(child.ReadLine(), "0 1");
   EXPECT_EQ(child.Wait(), 5);
+}
+
+// The signals that the calling thread does not get.
+std::set<int> BlockedSignals() {
+  sigset_t mask;
+  pthread_sigmask(SIG_BLOCK, nullptr, &mask);
+  std::set<int> blocked;
+  for (int number = 1; number < 32; ++number) {
+    if (sigismember(&mask, number) == 1) blocked.insert(number);
+  }
+  return blocked;
+}
+
+TEST(Thread, SignalsOfTheProcessAreTheMainThreads) {
+  const std::set<int> before = BlockedSignals();  // of who started the program
+  std::set<int> expected = {SIGINT,  SIGTERM, SIGHUP,   SIGQUIT, SIGALRM, SIGCHLD,
+                            SIGUSR1, SIGUSR2, SIGWINCH, SIGTSTP, SIGTTIN, SIGTTOU};
+  expected.insert(before.begin(), before.end());
+  std::set<int> blocked;
+  NxHandle thread =
+      NxCreateThread([](void* result) { *static_cast<std::set<int>*>(result) = BlockedSignals(); },
+                     &blocked, 0, 1, kNxAllProcessors, nullptr);
+  EXPECT_EQ(NxErrSuccess, NxWait(thread, kNxWaitForever));
+  NxCloseHandle(thread);
+  EXPECT_EQ(expected, blocked);
+  // A thread that was made elsewhere asks for it.
+  std::thread([&blocked] {
+    NxBlockProcessSignals();
+    blocked = BlockedSignals();
+  }).join();
+  EXPECT_EQ(expected, blocked);
+  EXPECT_EQ(before, BlockedSignals());
 }
 
 }  // namespace
