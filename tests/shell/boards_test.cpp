@@ -309,11 +309,6 @@ TEST_F(BoardsTest, WithOneBoardTabsNeverChangeTheEngines) {
 TEST_F(BoardsTest, TheCaptureTabShowsTheInput) {
   BuildMachine(kOneBoard);
   Start();
-  CaptureEngine* engine = window->Setup().CurrentCapture();
-  uint32_t index = 0;
-  ASSERT_TRUE(engine->Session().FindItem(SessionFamily::VideoFormat, "720x486 @ 29.97i", &index));
-  ASSERT_TRUE(engine->Session().SetItem(SessionFamily::VideoFormat, index));
-  ASSERT_EQ(NxErrSuccess, engine->KeepSessionChoices());
   Click("captureTab");
   EXPECT_TRUE(LoopUntil([&] { return window->Capture().ShowsInput(); }));
   const std::vector<toolkit::VideoState> videos = toolkit::AllVideos();
