@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <atomic>
 #include <cstdlib>
 #include <cstring>
 #include <thread>
@@ -318,6 +319,35 @@ TEST_F(VideoTest, ItGoesWithItsParent) {
   EXPECT_EQ(NxErrFailure, NXResizeVideoWindow(inner, &rect));
   EXPECT_EQ(nullptr, NXCreateVideoWindow(nullptr, "none", &rect, 0));
   EXPECT_EQ(nullptr, NXCreateVideoWindow(root.nxNode, "none", nullptr, 0));
+}
+
+// As when the thread of a preview had to be abandoned.
+TEST_F(VideoTest, ItGoesWithoutARunThatItsThreadNeverEnded) {
+  std::atomic<bool> shown{false};
+  std::atomic<bool> gone{false};
+  std::thread lost([&] {
+    Picture picture(64, 32, 0xFF2040E0u);
+    NXStartDisplayVideoFrame(video, 64, 32, NXDISPLAY_TEXTURE, nullptr);
+    NXDisplayVideoFrame(video, &picture.frame, nullptr);
+    shown = true;
+    while (!gone) std::this_thread::yield();
+    // It comes back after all.
+    EXPECT_EQ(NxErrFailure, NXDisplayVideoFrame(video, &picture.frame, nullptr));
+    EXPECT_EQ(NxErrFailure, NXStopDisplayVideoFrame(video));
+  });
+  while (!shown) std::this_thread::yield();
+  hands->Settle();
+  EXPECT_EQ(0x2040E0u, hands->Pixel(video, 32, 16));
+  EXPECT_EQ(NxErrSuccess, NXDestroyVideoWindow(video));
+  hands->Settle();
+  gone = true;
+  lost.join();
+  // There can be another.
+  const NxRECT rect = {40, 50, 64, 32};
+  NXVideoWindowNode* next = NXCreateVideoWindow(root.nxNode, "next", &rect, 3);
+  ASSERT_NE(nullptr, next);
+  EXPECT_EQ(NxErrSuccess, NXStartDisplayVideoFrame(next, 64, 32, NXDISPLAY_TEXTURE, nullptr));
+  EXPECT_EQ(NxErrSuccess, NXStopDisplayVideoFrame(next));
 }
 
 TEST_F(VideoTest, ItIsResizedAndDestroyed) {
