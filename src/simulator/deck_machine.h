@@ -40,6 +40,8 @@ class DeckMachine : public DeckCommands {
   [[nodiscard]] const FrameTiming& Timing() const { return timing_; }
   // Passes all picture boundaries up to `nowNs`.
   void AdvanceTo(int64_t nowNs);
+  // The boundary that was passed last.
+  [[nodiscard]] int64_t BoundaryNs() const { return timing_.BoundaryNs(boundary_); }
   // The next boundary; INT64_MAX when there is none.
   [[nodiscard]] int64_t NextBoundaryNs() const;
 

@@ -95,33 +95,36 @@ bool TapeMachine::Insert(int64_t nowNs, std::string* error) {
   tape_ = std::move(tape);
   deck_ = std::make_unique<DeckMachine>(tape_.get());
   Retime(cardTiming_, nowNs);
+  deck_->Retime(deck_->Timing(), nowNs);  // also where the deck runs by itself
   if (const auto state = tape_->LoadDeck()) GoOn(*state, nowNs);
-  deck_->Retime(deck_->Timing(), nowNs);
   ApplyFaults();
   return true;
 }
 
-// Since another process left it, the deck has gone on.
+// Since another process left it, the deck has gone on, whose state tells when the time of its
+// picture began. What was left of that time is not lost, or a deck that is looked at often enough
+// would never get on.
 void TapeMachine::GoOn(const DeckState& state, int64_t nowNs) {
   const bool sameBoot = state.boot == BootOfSystem();
   const int64_t elapsed =
       sameBoot ? clock_->ProcessNs(nowNs) - state.processNs : WallNowNs() - state.wallNs;
   DeckTransport& transport = deck_->Transport();
   transport.Restore(state.transport);
-  if (elapsed <= 0) return;
   FrameTiming timing = deck_->Timing();
   timing.startNs = 0;
   const auto cardNs = static_cast<int64_t>(static_cast<double>(elapsed) * clock_->Rate());
+  if (cardNs < -timing.BoundaryNs(1)) return;  // somebody has put the clock back
   const int64_t steps = std::min(timing.IndexAt(cardNs), kMostSteps);
   for (int64_t i = 0; i < steps && transport.Moves(); ++i) transport.Step();
+  lateNs_ = nowNs - (cardNs - timing.BoundaryNs(steps)) - deck_->BoundaryNs();
 }
 
 void TapeMachine::Keep() {
   DeckState state;
   state.transport = deck_->Transport().Save();
-  state.processNs = clock_->ProcessNs(nowNs_);
+  state.processNs = clock_->ProcessNs(BegunNs());
   state.boot = BootOfSystem();
-  state.wallNs = WallNowNs();
+  state.wallNs = WallNowNs() - (clock_->ProcessNs(nowNs_) - state.processNs);
   std::string ignored;  // the next command tries again
   (void)tape_->SaveDeck(state, &ignored);
   keptChanges_ = deck_->Changes();
@@ -158,8 +161,15 @@ void TapeMachine::Retime(const FrameTiming& timing, int64_t nowNs) {
   const TapeRate& rate = tape_->Rate();
   // At another rate than the card's the deck runs by itself.
   if (timing.scale == rate.scale && timing.duration == rate.duration) {
+    deck_->AdvanceTo(nowNs);
+    const int64_t begunNs = BegunNs();
     deck_->Retime(timing, nowNs);
+    lateNs_ = begunNs - deck_->BoundaryNs();
   }
+}
+
+int64_t TapeMachine::BegunNs() const {
+  return deck_->BoundaryNs() + lateNs_;
 }
 
 DeckBytes TapeMachine::Execute(std::span<const uint8_t> command, int64_t atNs) {
@@ -169,6 +179,8 @@ DeckBytes TapeMachine::Execute(std::span<const uint8_t> command, int64_t atNs) {
   const bool would = RecordsOrWill();
   // A command on the very boundary counts for the picture before it.
   const int64_t at = would ? std::min(atNs, deck_->NextBoundaryNs() - 1) : atNs;
+  deck_->AdvanceTo(at);
+  if (!deck_->Transport().Moves()) lateNs_ = 0;  // from here on it runs with the boundaries
   DeckBytes reply = deck_->Execute(command, at);
   if (recorded && deck_->Transport().Recording() == 0) EndRecording(true);
   if (!would && RecordsOrWill()) tape_->ForgiveFailure();

@@ -60,6 +60,8 @@ class TapeMachine : public DeckCommands {
   [[nodiscard]] bool Insert(int64_t nowNs, std::string* error);
   void GoOn(const DeckState& state, int64_t nowNs);
   void Keep();
+  // When the time of the present picture began.
+  [[nodiscard]] int64_t BegunNs() const;
   void ApplyFaults();
   void EndPicture();
   void HandOn(bool last);
@@ -75,6 +77,9 @@ class TapeMachine : public DeckCommands {
   std::shared_ptr<TapeFolder> tape_;
   std::unique_ptr<DeckMachine> deck_;
   uint64_t keptChanges_ = 0;
+  // By which the time of the present picture began behind its boundary: what another process, or
+  // other boundaries, left of it. Below zero: before it.
+  int64_t lateNs_ = 0;
 
   // The recording that runs: pictures whose sound is not complete, the first of them first.
   std::deque<TapeRecording> open_;

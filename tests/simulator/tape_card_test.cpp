@@ -437,6 +437,39 @@ TEST_F(TapeCardTest, ADeckThatPlayedHasPlayedOn) {
   EXPECT_EQ(client_->Status(), "00 01 80 00 00 00 00 00 00 00");
 }
 
+// Each look is a process of its own, most of them shorter than a picture.
+TEST_F(TapeCardTest, ADeckThatIsLookedAtAgainAndAgainKeepsItsPace) {
+  for (const int64_t pauseNs : {1000000, 9000000, 33000000}) {
+    Cue("00 00 00 01");
+    client_->Ask("20 01");
+    WaitFor("01:00:00:01");
+    const int64_t fromNs = NxClockNowNs();
+    for (int i = 0; i < 100; ++i) {
+      TakeDown();
+      clock_.Advance(pauseNs);
+      Build();
+      (void)client_->Timecode();
+    }
+    const int64_t count = TapeCountOfText(TapeRate::Of(k625, false), client_->Timecode());
+    const auto pictures = static_cast<double>((NxClockNowNs() - fromNs) / kPictureNs);
+    EXPECT_GT(pictures, 20);
+    EXPECT_NEAR(static_cast<double>(count - kFirst - 251), pictures, 2) << pauseNs;
+  }
+}
+
+TEST_F(TapeCardTest, ADeckBesideACardOfAnotherRateGoesOnOnceAlone) {
+  Cue("00 00 00 01");
+  client_->Ask("20 01");
+  WaitFor("01:00:00:10");
+  TakeDown();
+  driver_ = std::make_unique<SimulatedDriver>(machine_);
+  client_ = std::make_unique<DeckClient>(driver_.get(), &clock_);
+  client_->Card().SetFormat(2);       // not the 25 pictures of the tape
+  clock_.Advance(10 * 1000000000LL);  // before anybody looks at the deck
+  const int64_t count = TapeCountOfText(TapeRate::Of(k625, false), client_->Timecode());
+  EXPECT_NEAR(static_cast<double>(count - kFirst - 250), 10 + 250, 3);
+}
+
 TEST_F(TapeCardTest, ADeckThatWoundHasArrived) {
   (void)client_->Send("24 31 00 20 00 01");
   TakeDown();
