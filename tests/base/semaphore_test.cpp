@@ -111,7 +111,7 @@ TEST(NamedSemaphore, KillingTheHolderFreesIt) {
   NxHandle own = NxCreateSemaphore(1, 1, "SornCard3");
   EXPECT_EQ(NxWait(own, 0), NxErrFailure);
   holder.Kill();
-  EXPECT_EQ(NxWait(own, 1000), NxErrSuccess);
+  EXPECT_EQ(NxWait(own, kLongMs), NxErrSuccess);
   NxCloseHandle(own);
 }
 

@@ -1,4 +1,5 @@
-// What needs real time. The lower end is the claim; the upper end allows ten times as much.
+// What needs real time. The lower end is the claim, each time. That nothing takes much longer must
+// be seen once: a busy machine may hold this process up at any place.
 #include <gtest/gtest.h>
 #include <time.h>
 
@@ -25,6 +26,15 @@ double ElapsedMs(Work work) {
   return RealMs() - start;
 }
 
+// Whether one try of many takes `mostMs` at most; the others may have been held up.
+template <typename Work>
+bool IsSeenWithin(double mostMs, Work work) {
+  for (int i = 0; i < 20; ++i) {
+    if (ElapsedMs(work) <= mostMs) return true;
+  }
+  return false;
+}
+
 TEST(RealTime, ClockRunsWithTheSystem) {
   const double start = RealMs();
   const int64_t clockStart = NxClockNowNs();
@@ -36,9 +46,8 @@ TEST(RealTime, ClockRunsWithTheSystem) {
 
 TEST(RealTime, SleepIsNeverShort) {
   for (const uint32_t ms : {1u, 5u, 20u}) {
-    const double elapsed = ElapsedMs([ms] { NxSleep(ms); });
-    EXPECT_GE(elapsed, ms);
-    EXPECT_LE(elapsed, ms * 10 + 100);
+    EXPECT_GE(ElapsedMs([ms] { NxSleep(ms); }), ms);
+    EXPECT_TRUE(IsSeenWithin(ms * 10 + 10, [ms] { NxSleep(ms); })) << ms;
   }
 }
 
@@ -48,9 +57,7 @@ TEST(RealTime, PollReturnsAtOnce) {
   NxHandle second = NxCreateSemaphore(1, 1, "polled");
   ASSERT_EQ(NxWait(first, 0), NxErrSuccess);
   for (NxHandle handle : {semaphore, second}) {
-    NxErr result = NxErrSuccess;
-    EXPECT_LE(ElapsedMs([&] { result = NxWait(handle, 0); }), 10.0);
-    EXPECT_EQ(result, NxErrFailure);
+    EXPECT_TRUE(IsSeenWithin(10.0, [&] { EXPECT_EQ(NxWait(handle, 0), NxErrFailure); }));
   }
   for (NxHandle handle : {semaphore, first, second}) NxCloseHandle(handle);
 }
@@ -58,22 +65,25 @@ TEST(RealTime, PollReturnsAtOnce) {
 TEST(RealTime, WaitOnAnUnsetEventTakesItsTimeOut) {
   for (const char* name : {static_cast<const char*>(nullptr), "never set"}) {
     NxHandle event = NxCreateEvent(false, false, name);
-    NxErr result = NxErrSuccess;
-    const double elapsed = ElapsedMs([&] { result = NxWait(event, 50); });
-    EXPECT_EQ(result, NxErrFailure);
-    EXPECT_GE(elapsed, 50.0);
-    EXPECT_LE(elapsed, 600.0);
+    const auto wait = [&] { EXPECT_EQ(NxWait(event, 50), NxErrFailure); };
+    EXPECT_GE(ElapsedMs(wait), 50.0);
+    EXPECT_TRUE(IsSeenWithin(500.0, wait));
     NxCloseHandle(event);
   }
 }
 
 TEST(RealTime, DeadHolderFreesItsSemaphoreSoon) {
-  test::ChildProcess holder({"hold", "SornCard6"});
-  ASSERT_EQ(holder.ReadLine(), "0");
   NxHandle own = NxCreateSemaphore(1, 1, "SornCard6");
-  ASSERT_EQ(NxWait(own, 0), NxErrFailure);
-  holder.Kill();
-  EXPECT_LE(ElapsedMs([&] { EXPECT_EQ(NxWait(own, 10000), NxErrSuccess); }), 1000.0);
+  bool seen = false;
+  for (int i = 0; i < 10 && !seen; ++i) {
+    test::ChildProcess holder({"hold", "SornCard6"});
+    ASSERT_EQ(holder.ReadLine(), "0");
+    ASSERT_EQ(NxWait(own, 0), NxErrFailure);
+    holder.Kill();
+    seen = ElapsedMs([&] { EXPECT_EQ(NxWait(own, 60000), NxErrSuccess); }) <= 1000.0;
+    ASSERT_EQ(NxReleaseSemaphore(own), NxErrSuccess);
+  }
+  EXPECT_TRUE(seen);
   NxCloseHandle(own);
 }
 
@@ -96,13 +106,12 @@ TEST(RealTime, BoundedStopGivesUpAfterFiveSeconds) {
   const double elapsed = ElapsedMs([&] { byItself = deaf->worker.Stop(); });
   EXPECT_FALSE(byItself);
   EXPECT_GE(elapsed, 5055.0);
-  EXPECT_LE(elapsed, 58000.0);
   EXPECT_FALSE(deaf->worker.Running());
   NxSleep(100);
   const uint64_t rounds = deaf->rounds;
   EXPECT_GT(rounds, 0u);
   NxSleep(100);
-  EXPECT_EQ(deaf->rounds, rounds);
+  EXPECT_LE(deaf->rounds, rounds + 1);  // it may have stood between sleep and count
   EXPECT_TRUE(NxAnyThreadAbandoned());
 }
 
@@ -114,13 +123,18 @@ TEST(RealTime, IdleThreadsTakeNoProcessorTime) {
         NxCreateThread([](void* event) { NxWait(static_cast<NxHandle>(event), kNxWaitForever); },
                        stop, 0, 1, kNxAllProcessors, nullptr);
   }
-  timespec before, after;
-  clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &before);
-  NxSleep(300);
-  clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &after);
-  const double used = static_cast<double>(after.tv_sec - before.tv_sec) * 1e3 +
-                      static_cast<double>(after.tv_nsec - before.tv_nsec) * 1e-6;
-  EXPECT_LE(used, 30.0);
+  // Threads may still be on their way to their wait at first.
+  bool idle = false;
+  for (int i = 0; i < 20 && !idle; ++i) {
+    timespec before, after;
+    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &before);
+    NxSleep(300);
+    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &after);
+    const double used = static_cast<double>(after.tv_sec - before.tv_sec) * 1e3 +
+                        static_cast<double>(after.tv_nsec - before.tv_nsec) * 1e-6;
+    idle = used <= 30.0;
+  }
+  EXPECT_TRUE(idle);
   NxSetEvent(stop);
   for (NxHandle thread : threads) {
     EXPECT_EQ(NxWait(thread, 60000), NxErrSuccess);
