@@ -39,6 +39,7 @@ TEST_F(CaptureStall, ThirtyFramesGetInWithoutAPreview) {
   ASSERT_NO_FATAL_FAILURE(Begin(BarsMachine()));
   ASSERT_NO_FATAL_FAILURE(Launch());
   ASSERT_NO_FATAL_FAILURE(WaitForDrop());
+  while (engine_->FramesCaptured() < 30) NxSleep(5);
   // The mark has stood still: the card's memory has filled up behind thirty frames.
   EXPECT_EQ(30, engine_->FramesCaptured());
   ASSERT_NO_FATAL_FAILURE(PreviewUntil([&] { return engine_->FramesCaptured() >= 35; }));

@@ -18,7 +18,6 @@ using CaptureThreads = test::EngineRig;
 
 TEST_F(CaptureThreads, InputRunsOnTheFirstProcessorAndWriterOnTheLast) {
   ASSERT_NO_FATAL_FAILURE(Begin(test::BarsMachine()));
-  ASSERT_NO_FATAL_FAILURE(SetLength(60));
   const std::set<uint32_t> before = test::ThreadIds();
   ASSERT_NO_FATAL_FAILURE(Launch());
   ASSERT_NO_FATAL_FAILURE(PreviewUntil([&] { return engine_->FramesCaptured() > 0; }));

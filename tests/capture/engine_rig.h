@@ -23,17 +23,18 @@
 // A simulated machine with one card, and a capture engine on it.
 namespace morvane::test {
 
-// Card time against real time: slower where a sanitizer makes everything slower.
+// Card time against real time: slow enough that a machine may stand still for two seconds before
+// the card has no more room, and slower where a sanitizer makes everything slower.
 #if defined(__SANITIZE_THREAD__) || defined(__SANITIZE_ADDRESS__)
 inline constexpr char kRate[] = "0.25";
 #elif defined(__has_feature)
 #if __has_feature(thread_sanitizer) || __has_feature(address_sanitizer)
 inline constexpr char kRate[] = "0.25";
 #else
-inline constexpr char kRate[] = "1.0";
+inline constexpr char kRate[] = "0.5";
 #endif
 #else
-inline constexpr char kRate[] = "1.0";
+inline constexpr char kRate[] = "0.5";
 #endif
 
 inline constexpr char kNtsc[] = "720x486 @ 29.97i";  // the session's text

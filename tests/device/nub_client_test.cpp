@@ -316,7 +316,10 @@ TEST(NubClient, APeerThatNeverReadsDoesNotHoldTheCaller) {
   const Bytes packet(kNubPacketLimit, 0);
   while (send(socket, packet.data(), packet.size(), MSG_DONTWAIT) > 0) {
   }
-  EXPECT_FALSE(SendNub(socket, packet));
+  // The system may find room for more yet, but not without end.
+  int more = 0;
+  while (more < 10000 && SendNub(socket, packet)) ++more;
+  EXPECT_LT(more, 10000);
   CloseNub(socket);
 }
 

@@ -40,7 +40,7 @@ TEST_F(PlaybackEngineTest, EachFrameGoesOutOnceInOrderWithSoundFromTheFirst) {
   EXPECT_TRUE(engine_->HasVideo());
   EXPECT_TRUE(engine_->HasAudio());
   EXPECT_EQ(30, engine_->TimelineLength());
-  ASSERT_NO_FATAL_FAILURE(PlayToEnd(1));
+  ASSERT_NO_FATAL_FAILURE(PlayWithoutRepeat(1));
   EXPECT_EQ(Count(0, 29), FramesOut());
   ExpectPictures();
   const std::vector<test::LogLine> lines = FrameLines();
@@ -62,9 +62,10 @@ TEST_F(PlaybackEngineTest, BackwardsGoesFromTheLastFrameToTheFirst) {
   ASSERT_NO_FATAL_FAILURE(OpenNoise(20, 0));
   ASSERT_EQ(NxErrSuccess, engine_->Play(-1, nullptr));
   EXPECT_EQ("Reverse Play -1x", engine_->GetStatusWord());
-  ASSERT_NO_FATAL_FAILURE(WaitUntil([&] { return engine_->HasEnded(); }));
-  EXPECT_EQ(0, engine_->GetPlayingFrame());
   EXPECT_EQ(NxErrSuccess, engine_->Stop(true));
+  ASSERT_EQ(NxErrSuccess, engine_->SetPosition(0));
+  ASSERT_NO_FATAL_FAILURE(PlayWithoutRepeat(-1));
+  EXPECT_EQ(0, last_);
   EXPECT_EQ(Count(19, 0, -1), FramesOut());
   ExpectPictures();
   EXPECT_EQ(20, engine_->FramesPlayed());
@@ -286,7 +287,7 @@ TEST_F(PlaybackEngineTest, EnforcedAlignmentPlaysTheSamePictures) {
   ASSERT_NO_FATAL_FAILURE(Begin());
   ASSERT_EQ(NxErrSuccess, engine_->SetEnforceAlignment(true));
   ASSERT_NO_FATAL_FAILURE(OpenNoise(6));
-  ASSERT_NO_FATAL_FAILURE(PlayToEnd(1));
+  ASSERT_NO_FATAL_FAILURE(PlayWithoutRepeat(1));
   EXPECT_EQ(Count(0, 5), FramesOut());
   ExpectPictures();
 }

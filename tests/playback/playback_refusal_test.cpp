@@ -2,6 +2,7 @@
 #include <unistd.h>
 
 #include <cmath>
+#include <cstdlib>
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -37,8 +38,11 @@ uint32_t CardDrops(PlaybackEngine& engine) {
 }
 
 TEST_F(PlaybackRefusalTest, StopBeforeAutoCirculateStartsLeavesTheCardIdle) {
-  // The first transfer takes so long that the card cannot have started.
-  ASSERT_NO_FATAL_FAILURE(Begin(Machine("stall_transfer = [{frame = 0, ms = 300}]\n")));
+  // The first transfer takes so long that the card cannot have started: three seconds of real time,
+  // less than a stop waits for it.
+  const auto stallMs = static_cast<int>(3000 * std::strtod(test::kPlayRate, nullptr));
+  ASSERT_NO_FATAL_FAILURE(
+      Begin(Machine("stall_transfer = [{frame = 0, ms = " + std::to_string(stallMs) + "}]\n")));
   ASSERT_NO_FATAL_FAILURE(OpenNoise(10, 0));
   EXPECT_EQ(1U, ChannelMode(*engine_));
   ASSERT_EQ(NxErrSuccess, engine_->Play(1, nullptr));
@@ -50,13 +54,10 @@ TEST_F(PlaybackRefusalTest, StopBeforeAutoCirculateStartsLeavesTheCardIdle) {
   EXPECT_EQ(0, engine_->FramesPlayed());
 }
 
-// Bytes of one slot of the ring, as the page allocator counts them.
-constexpr size_t kSlotBytes = test::kNtscBgraBytes + 0x10020;
-
 TEST_F(PlaybackRefusalTest, WithoutMemoryForSixFramesNothingPlays) {
   ASSERT_NO_FATAL_FAILURE(Begin());
   ASSERT_NO_FATAL_FAILURE(OpenNoise(10));
-  NxSetPageLimit(6 * kSlotBytes);  // five and the black frame
+  NxSetPageLimit(6 * test::kNtscSlotBytes);  // five and the black frame
   EXPECT_EQ(NxErrAllocateFifo, engine_->Play(1, nullptr));
   NxSetPageLimit(SIZE_MAX);
   EXPECT_FALSE(engine_->IsPlaying());
@@ -69,10 +70,8 @@ TEST_F(PlaybackRefusalTest, WithoutMemoryForSixFramesNothingPlays) {
 TEST_F(PlaybackRefusalTest, SixFramesOfMemoryAreEnough) {
   ASSERT_NO_FATAL_FAILURE(Begin());
   ASSERT_NO_FATAL_FAILURE(OpenNoise(20));
-  constexpr size_t kPage = 65536;
-  NxSetPageLimit(7 * ((kSlotBytes + kPage - 1) / kPage * kPage));
+  const test::SmallRing ring;
   PlayToEnd(1);
-  NxSetPageLimit(SIZE_MAX);
   EXPECT_EQ(Count(0, 19), FramesOut());
 }
 

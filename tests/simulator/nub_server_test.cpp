@@ -139,10 +139,12 @@ TEST_F(NubServerTest, ClientsWithoutACardKeepNobodyOut) {
 
   RawClient next(server_->Port());
   EXPECT_EQ(OpenCard(next), handle + 1);
+  EXPECT_TRUE(silent.TakeWaiting().empty());
   EXPECT_TRUE(silent.IsClosed()) << "it was silent longest";
   EXPECT_FALSE(asks.IsClosed());
   RawClient another(server_->Port());
   EXPECT_EQ(OpenCard(another), handle + 2);
+  EXPECT_TRUE(asks.TakeWaiting().empty());
   EXPECT_TRUE(asks.IsClosed());
   EXPECT_NE(lines_.at(3).find("makes room for another"), std::string::npos) << lines_.at(3);
   RawClient tooMany(server_->Port());

@@ -6,7 +6,7 @@
 set -e
 nub_program=$1 tool=$2 machine=$3 test=$4
 
-unshare -n sleep 60 & far=$!
+unshare -n sleep 600 & far=$!
 nub=
 trap 'kill $far $nub 2>/dev/null || true' EXIT
 until [ "$(readlink /proc/$far/ns/net)" != "$(readlink /proc/self/ns/net)" ]; do sleep 0.02; done

@@ -15,8 +15,13 @@ namespace {
 
 using Json = nlohmann::json;
 
+// Half the pace of time: this machine may stand still for two seconds before the card has no more
+// room.
+constexpr char kPace[] = "rate = 0.5\n";
+
 std::string ClipMachine(const std::string& movie) {
-  return "[[card]]\nboard = \"Elm\"\n[card.input1]\nsource = \"clip\"\nclip = \"" + movie +
+  return std::string(kPace) +
+         "[[card]]\nboard = \"Elm\"\n[card.input1]\nsource = \"clip\"\nclip = \"" + movie +
          "\"\naudio = \"clip\"\n";
 }
 
@@ -77,9 +82,9 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST(CaptureCommand, HundredAndFiftyFramesOfVideoAre240240Samples) {
   const std::string folder = FreshFolder("capture");
-  WriteFile(folder + "/m.toml",
-            "[[card]]\nboard = \"Elm\"\n[card.input1]\nsource = \"bars\"\n"
-            "format = \"525 59.94\"\n");
+  WriteFile(folder + "/m.toml", std::string(kPace) +
+                                    "[[card]]\nboard = \"Elm\"\n[card.input1]\nsource = \"bars\"\n"
+                                    "format = \"525 59.94\"\n");
   const ToolRun run = RunTool(folder,
                               "--machine m.toml capture --name clip --type yuv --dir . "
                               "--style 'Video - Audio' --frames 150");
@@ -139,27 +144,28 @@ TEST(CaptureCommand, TenBitSourceGivesItsTopEightBits) {
 
 TEST(CaptureCommand, KilledInTheMiddleLeavesFramesAndSoundThatRead) {
   const std::string folder = FreshFolder("capture");
-  WriteFile(folder + "/m.toml",
-            "[[card]]\nboard = \"Elm\"\n[card.input1]\nsource = \"bars\"\n"
-            "format = \"525 59.94\"\n");
+  WriteFile(folder + "/m.toml", std::string(kPace) +
+                                    "[[card]]\nboard = \"Elm\"\n[card.input1]\nsource = \"bars\"\n"
+                                    "format = \"525 59.94\"\n");
   {
     BackgroundTool tool(folder, "--machine m.toml capture --name clip --type yuv --dir .");
-    ASSERT_TRUE(WaitForFile(folder + "/clip/clip_000060.yuv", 1));
+    ASSERT_TRUE(WaitForFile(folder + "/clip/clip_000150.yuv", 1));
     tool.Signal(SIGKILL);
     EXPECT_EQ(tool.Wait(), 128 + SIGKILL);
   }
   const std::vector<std::string> names = FilesIn(folder + "/clip");
-  ASSERT_GE(names.size(), 60U);
+  ASSERT_GE(names.size(), 150U);
   for (size_t i = 0; i + 1 < names.size(); ++i) {  // the last one may be half written
     ASSERT_EQ(std::filesystem::file_size(folder + "/clip/" + names[i]), 699840U) << names[i];
   }
   const ToolRun info = RunTool(folder, "--json info clip/clip_000000.yuv");
   ASSERT_EQ(info.exitCode, 0) << info.err;
   const Json document = Json::parse(info.out);
-  EXPECT_GE(document["frameCount"], 59);
-  // The size on disk is a second behind at most, and what a loaded machine adds.
+  EXPECT_GE(document["frameCount"], 149);
+  // The size on disk is a second behind at most: 15 frames of card time, and after a stand-still of
+  // this machine all that had waited in the card and in the ring.
   const int frames = document["frameCount"];
-  EXPECT_GE(document["audio"]["samplesPerFile"][0], (frames - 45) * 1601);
+  EXPECT_GE(document["audio"]["samplesPerFile"][0], (frames - 15 - 30 - 32) * 1601);
   EXPECT_EQ(RunShell(folder, "ffmpeg -v error -i clip.wav -f null -").exitCode, 0);
   // The next run gets the card at once.
   const ToolRun next =
@@ -169,9 +175,9 @@ TEST(CaptureCommand, KilledInTheMiddleLeavesFramesAndSoundThatRead) {
 
 TEST(CaptureCommand, SignalEndsACaptureWithValidFilesAndExitCodeZero) {
   const std::string folder = FreshFolder("capture");
-  WriteFile(folder + "/m.toml",
-            "[[card]]\nboard = \"Elm\"\n[card.input1]\nsource = \"bars\"\n"
-            "format = \"525 59.94\"\n");
+  WriteFile(folder + "/m.toml", std::string(kPace) +
+                                    "[[card]]\nboard = \"Elm\"\n[card.input1]\nsource = \"bars\"\n"
+                                    "format = \"525 59.94\"\n");
   BackgroundTool tool(folder, "--machine m.toml capture --name clip --type yuv --dir .");
   ASSERT_TRUE(WaitForFile(folder + "/clip/clip_000010.yuv", 1));
   tool.Signal(SIGINT);
@@ -257,9 +263,9 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST(CaptureCommand, TellsWhatDroppedFramesWaitedFor) {
   const std::string folder = FreshFolder("capture");
-  const std::string machine =
-      "[[card]]\nboard = \"Elm\"\n[card.input1]\nsource = \"bars\"\n"
-      "format = \"525 59.94\"\n[card.faults]\ndrop_at = [5, 6]\n";
+  const std::string machine = std::string(kPace) +
+                              "[[card]]\nboard = \"Elm\"\n[card.input1]\nsource = \"bars\"\n"
+                              "format = \"525 59.94\"\n[card.faults]\ndrop_at = [5, 6]\n";
   WriteFile(folder + "/m.toml", machine);
   const ToolRun run =
       RunTool(folder, "--machine m.toml capture --name clip --type yuv --frames 20 --dir .");

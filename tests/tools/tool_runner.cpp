@@ -18,7 +18,7 @@
 namespace morvane::test {
 namespace {
 
-constexpr auto kPatience = std::chrono::seconds(20);
+constexpr auto kPatience = std::chrono::seconds(90);
 
 std::string ReadText(const std::string& path) {
   std::ifstream file(path, std::ios::binary);
