@@ -127,10 +127,13 @@ void CloseNub(int socket) {
 }
 
 bool SendNub(int socket, std::span<const uint8_t> bytes) {
+  using std::chrono::steady_clock;
+  // A signal does not lengthen the wait.
+  const auto deadline = steady_clock::now() + std::chrono::seconds(kSendSeconds);
   while (!bytes.empty()) {
     const ssize_t sent = send(socket, bytes.data(), bytes.size(), MSG_NOSIGNAL);
     if (sent == -1) {
-      if (errno == EINTR) continue;
+      if (errno == EINTR && steady_clock::now() < deadline) continue;
       return false;
     }
     bytes = bytes.subspan(static_cast<size_t>(sent));
