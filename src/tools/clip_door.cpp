@@ -5,6 +5,8 @@
 #include <filesystem>
 #include <system_error>
 
+#include "media/seq_names.h"
+
 namespace morvane::tools {
 namespace {
 
@@ -20,6 +22,16 @@ bool HasSound(const NxMediaFileInfo& info) {
 }
 
 }  // namespace
+
+void WarnOfSidecar(const std::string& firstFrame) {
+  const std::string sidecar = SidecarOfFrame(firstFrame);
+  std::error_code error;
+  if (!std::filesystem::exists(sidecar, error)) return;
+  std::fprintf(stderr,
+               "%s was there before and stays as it is: rate, aspect, field order, timecode and "
+               "reel of the new clip are not in it.\n",
+               sidecar.c_str());
+}
 
 std::vector<std::string> SoundFolders(const std::string& path, const std::string& audioDir) {
   namespace fs = std::filesystem;

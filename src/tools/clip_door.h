@@ -26,6 +26,10 @@ struct OpenClip {
 // Words for a clip that would not open: what, where, what to do.
 [[nodiscard]] std::string OpenClipWords(const std::string& path, NxErr result);
 
+// Says on standard error that a sidecar lies already where that of the new clip with this first
+// frame belongs: it stays, so it is not the new clip's.
+void WarnOfSidecar(const std::string& firstFrame);
+
 // Text of a packed timecode word, ";" for drop frame.
 [[nodiscard]] std::string TimecodeWordText(uint32_t word, bool dropFrame);
 

@@ -16,6 +16,7 @@
 #include "session/card2.h"
 #include "tools/card_door.h"
 #include "tools/choices.h"
+#include "tools/clip_door.h"
 #include "tools/command.h"
 #include "tools/session_choices.h"
 #include "tools/stop_signal.h"
@@ -336,6 +337,7 @@ int RunCapture(CommandContext& context, const CaptureOptions& options) {
     return Fail(context, result);
   }
   TellDiskTime(engine, folders);
+  if (!engine.ClipPath().empty()) WarnOfSidecar(engine.ClipPath());
   if (const NxErr result = engine.Start(); result != NxErrSuccess) return Fail(context, result);
   const double seconds = RunJob(engine);
   const int result = Report(context, engine, folders, seconds);

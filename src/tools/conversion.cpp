@@ -7,7 +7,6 @@
 #include <thread>
 
 #include "media/media_timecode.h"
-#include "media/seq_names.h"
 #include "processing/pixel_format.h"
 #include "tools/stop_signal.h"
 
@@ -61,7 +60,7 @@ bool Conversion::Run() {
   }
   char name[kNxFileNameChars] = {};
   if (writer_->GetImageFileName(name) == NxErrSuccess) clip_ = name;
-  WarnOfSidecar();
+  WarnOfSidecar(clip_);
   for (int32_t i = 0; withSound_ && i < info_.audio.fileCount; ++i) {
     if (writer_->GetAudioFileName(i, name) == NxErrSuccess) soundFiles_.emplace_back(name);
   }
@@ -70,17 +69,6 @@ bool Conversion::Run() {
   }
   seconds_ = std::chrono::duration<double>(Clock::now() - start).count();
   return true;
-}
-
-// A sidecar that was there before stays, so it is not this clip's.
-void Conversion::WarnOfSidecar() const {
-  const std::string sidecar = SidecarOfFrame(clip_);
-  std::error_code error;
-  if (!std::filesystem::exists(sidecar, error)) return;
-  std::fprintf(stderr,
-               "%s was there before and stays as it is: rate, aspect, field order, timecode and "
-               "reel of the new clip are not in it.\n",
-               sidecar.c_str());
 }
 
 // Copies picture and sound frame by frame; a stop leaves a shorter clip that is whole.

@@ -72,7 +72,6 @@ class Conversion {
   bool CopyFrames(FrameFeed& feed, SoundCopy* sound);
   bool WriteFrame(int32_t index, const uint8_t* pixels);
   [[nodiscard]] NxTimeCodeRecord TimecodeOf(int32_t index) const;
-  void WarnOfSidecar() const;
   void Abandon();
   void Draw(Clock::time_point start) const;
 

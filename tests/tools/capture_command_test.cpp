@@ -204,6 +204,16 @@ TEST(CaptureCommand, FileSizeLimitIsToldAndLeavesNothingHalf) {
   EXPECT_EQ(FilesIn(folder), std::vector<std::string>{});
 }
 
+TEST(CaptureCommand, ASidecarThatWasThereIsTold) {
+  const std::string folder = FreshFolder("capture");
+  WriteFile(folder + "/clip_000000.vyr", "somebody's notes");
+  const ToolRun run =
+      RunTool(folder, "capture --name clip --type yuv --frames 2 --dir . --no-folder");
+  EXPECT_EQ(run.exitCode, 0) << run.err;
+  EXPECT_NE(run.err.find("clip_000000.vyr was there before"), std::string::npos) << run.err;
+  EXPECT_EQ(ReadWholeFile(folder + "/clip_000000.vyr").size(), 16U);
+}
+
 struct Refusal {
   const char* name;
   const char* machine;  // TOML
