@@ -54,7 +54,8 @@ endfunction()
 
 # morvane_test(NAME SOURCES file... [DEPS target...] [LABELS label] [SERIAL])
 # A GoogleTest program, each test a ctest of its own with a private set of folders (tests/support).
-# SERIAL is for tests that need real time: they run alone.
+# SERIAL is for tests that need real time: they run alone. Each ends after two minutes, or
+# MORVANE_TEST_TIMEOUT seconds.
 function(morvane_test name)
   cmake_parse_arguments(ARG "SERIAL" "" "SOURCES;DEPS;LABELS" ${ARGN})
   add_executable(${name} ${ARG_SOURCES})
@@ -70,7 +71,11 @@ function(morvane_test name)
     endif()
     add_dependencies(tests_${label} ${name})
   endforeach()
-  set(properties TIMEOUT 120)
+  set(timeout 120)
+  if(MORVANE_TEST_TIMEOUT)
+    set(timeout ${MORVANE_TEST_TIMEOUT})
+  endif()
+  set(properties TIMEOUT ${timeout})
   # One label a program: gtest_discover_tests takes a list for several properties.
   list(LENGTH ARG_LABELS labels)
   if(labels GREATER 1)

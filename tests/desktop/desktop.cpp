@@ -1,6 +1,7 @@
 #include "desktop.h"
 
 #include <fcntl.h>
+#include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/file.h>
 #include <sys/wait.h>
@@ -9,6 +10,7 @@
 #include <chrono>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <sstream>
 #include <thread>
@@ -29,6 +31,17 @@ std::string Run(const std::string& command) {
   return text;
 }
 
+std::string LockPath(const std::string& name) {
+  return std::string(getenv("MORVANE_LOCKS")) + "/morvane-" + name;
+}
+
+// What a desktop's own settings say to Qt.
+constexpr std::array<const char*, 11> kLooks = {
+    "QT_SCALE_FACTOR",  "QT_SCREEN_SCALE_FACTORS",    "QT_ENABLE_HIGHDPI_SCALING",
+    "QT_FONT_DPI",      "QT_USE_PHYSICAL_DPI",        "QT_STYLE_OVERRIDE",
+    "QT_IM_MODULE",     "QT_QPA_PLATFORMTHEME",       "QT_LOGGING_RULES",
+    "QT_DEBUG_PLUGINS", "QT_AUTO_SCREEN_SCALE_FACTOR"};
+
 std::string ReadFile(const std::string& path) {
   std::ifstream file(path, std::ios::binary);
   std::ostringstream text;
@@ -39,7 +52,7 @@ std::string ReadFile(const std::string& path) {
 }  // namespace
 
 bool Eventually(const std::function<bool()>& holds) {
-  const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+  const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(60);
   while (!holds()) {
     if (std::chrono::steady_clock::now() > end) return false;
     std::this_thread::sleep_for(std::chrono::milliseconds(20));
@@ -85,7 +98,11 @@ Desktop::~Desktop() {
 }
 
 std::string Desktop::Do(const std::string& arguments) const {
-  return Run("DISPLAY=" + display_ + " xdotool " + arguments + " 2>/dev/null");
+  return Tell("xdotool " + arguments + " 2>/dev/null");
+}
+
+std::string Desktop::Tell(const std::string& command) const {
+  return Run("export DISPLAY=" + display_ + "; " + command);
 }
 
 void Desktop::Click(int x, int y) const {
@@ -93,8 +110,7 @@ void Desktop::Click(int x, int y) const {
 }
 
 Screen Desktop::Shoot() const {
-  const std::string picture =
-      Run("DISPLAY=" + display_ + " import -silent -window root -depth 8 ppm:-");
+  const std::string picture = Tell("import -silent -window root -depth 8 ppm:-");
   Screen screen;
   std::istringstream text(picture);
   std::string magic;
@@ -111,27 +127,39 @@ Screen Desktop::Shoot() const {
 
 // --- Program -----------------------------------------------------------------------------------
 
-Program::Program(const Desktop& desktop, const std::string& path, const Variables& variables) {
+Program::Program(const Desktop& desktop, const std::string& path, const Variables& variables,
+                 const std::string& argument)
+    : desktop_(desktop) {
   static int count = 0;
-  output_ = PrivateFolder() + "/program" + std::to_string(++count) + ".txt";
-  const int file = open(output_.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
+  const std::string name = PrivateFolder() + "/program" + std::to_string(++count);
+  output_ = name + ".txt";
+  errors_ = name + ".errors.txt";
+  constexpr int kMode = O_WRONLY | O_CREAT | O_TRUNC | O_APPEND | O_CLOEXEC;
+  const int output = open(output_.c_str(), kMode, 0600);
+  const int errors = open(errors_.c_str(), kMode, 0600);
   pid_ = fork();
   if (pid_ == 0) {
-    dup2(file, 1);
+    dup2(output, 1);
+    dup2(errors, 2);
+    for (const char* look : kLooks) unsetenv(look);
     setenv("DISPLAY", desktop.Display().c_str(), 1);
     setenv("QT_QPA_PLATFORM", "xcb", 1);
     setenv("XDG_RUNTIME_DIR", PrivateFolder().c_str(), 1);
-    for (const auto& [name, value] : variables) setenv(name.c_str(), value.c_str(), 1);
-    execl(path.c_str(), path.c_str(), nullptr);
+    for (const auto& [variable, value] : variables) setenv(variable.c_str(), value.c_str(), 1);
+    const char* more = argument.empty() ? nullptr : argument.c_str();
+    execlp(path.c_str(), path.c_str(), more, nullptr);
     _exit(127);
   }
-  close(file);
+  close(output);
+  close(errors);
 }
 
 Program::~Program() {
-  if (pid_ <= 0) return;
-  kill(pid_, SIGKILL);
-  waitpid(pid_, nullptr, 0);
+  if (pid_ > 0) {
+    kill(pid_, SIGKILL);
+    waitpid(pid_, nullptr, 0);
+  }
+  EXPECT_EQ("", Errors()) << "on standard error";
 }
 
 void Program::Signal(int number) const {
@@ -154,6 +182,27 @@ std::string Program::Output() const {
   return ReadFile(output_);
 }
 
+std::string Program::Errors() const {
+  return ReadFile(errors_);
+}
+
+std::vector<std::string> Program::Windows() const {
+  std::istringstream found(desktop_.Do("search --onlyvisible --pid " + std::to_string(Pid())));
+  std::vector<std::string> windows;
+  for (std::string window; std::getline(found, window);) windows.push_back(window);
+  return windows;
+}
+
+std::string Program::Window() const {
+  const std::vector<std::string> windows = Windows();
+  return windows.empty() ? std::string() : windows.front();
+}
+
+bool Program::HasKeyboard() const {
+  const std::string window = Window();
+  return !window.empty() && desktop_.Do("getwindowfocus") == window + "\n";
+}
+
 // --- Morvane -----------------------------------------------------------------------------------
 
 MorvaneProgram::MorvaneProgram(const Desktop& desktop, const std::string& name, Variables variables)
@@ -162,7 +211,6 @@ MorvaneProgram::MorvaneProgram(const Desktop& desktop, const std::string& name, 
                 variables["MORVANE_UI_DUMP"] = PrivateFolder() + "/" + name + ".json";
                 return variables;
               }()),
-      desktop_(desktop),
       dump_(PrivateFolder() + "/" + name + ".json") {}
 
 nlohmann::json MorvaneProgram::Dump() {
@@ -182,17 +230,47 @@ nlohmann::json MorvaneProgram::Control(const std::string& member) {
   return found;
 }
 
+nlohmann::json MorvaneProgram::Focused() {
+  const nlohmann::json dump = Dump();
+  if (dump.is_object()) {
+    for (const auto& window : dump["windows"]) {
+      if (window["focused"] == true) return window;
+    }
+  }
+  return nullptr;
+}
+
 bool MorvaneProgram::Started() {
   // Before it has a handler the signal would end it: the window first.
   if (!Eventually([&] { return !Window().empty() || !Runs(); })) return false;
   const std::array<int, 4> place = Place();
   // The bar behind the tabs.
-  return Eventually([&] { return desktop_.Shoot().At(place[0] + 500, place[1] + 112)[2] > 80; });
+  const auto painted = [&] { return desktop_.Shoot().At(place[0] + 500, place[1] + 112)[2] > 80; };
+  const auto active = [&] {
+    const nlohmann::json dump = Dump();
+    return dump.is_object() && dump["active"] == true;
+  };
+  return Eventually([&] { return painted() || !Runs(); }) &&
+         Eventually([&] { return active() || !Runs(); }) && Runs();
 }
 
-std::string MorvaneProgram::Window() const {
-  const std::string found = desktop_.Do("search --onlyvisible --pid " + std::to_string(Pid()));
-  return found.substr(0, found.find('\n'));
+bool MorvaneProgram::Handled() {
+  const nlohmann::json before = Focused()["member"];
+  desktop_.Do("key Tab");
+  // What it asked of the screen is on its way when it goes round once more.
+  return Eventually([&] { return Focused()["member"] != before; }) && Dump().is_object();
+}
+
+void MorvaneProgram::ClickOn(const std::string& member) {
+  const nlohmann::json rect = Control(member)["rect"];
+  const std::array<int, 4> place = Place();
+  if (!rect.is_array()) {
+    ADD_FAILURE() << "no control " << member;
+    return;
+  }
+  const int x = rect[0].get<int>() + rect[2].get<int>() / 2;
+  const int y = place[3] - rect[1].get<int>() - rect[3].get<int>() / 2;
+  desktop_.Click(place[0] + x, place[1] + y);
 }
 
 std::array<int, 4> MorvaneProgram::Place() const {
@@ -208,13 +286,51 @@ std::array<int, 4> MorvaneProgram::Place() const {
   return place;
 }
 
-bool LockIsFree(const std::string& name, const std::string& folder) {
-  const std::string locks = folder.empty() ? getenv("MORVANE_LOCKS") : folder;
-  const int file = open((locks + "/morvane-" + name).c_str(), O_RDWR | O_CLOEXEC);
-  if (file < 0) return true;
-  const bool free = flock(file, LOCK_EX | LOCK_NB) == 0;
-  close(file);
-  return free;
+bool MorvaneProgram::Holds(const std::string& lock) const {
+  const std::string process = "/proc/" + std::to_string(Pid());
+  std::error_code ignored;
+  for (const auto& entry : std::filesystem::directory_iterator(process + "/fd", ignored)) {
+    const auto file = std::filesystem::read_symlink(entry.path(), ignored);
+    if (file.filename() != "morvane-" + lock) continue;
+    const std::string name = entry.path().filename().string();
+    if (ReadFile(process + "/fdinfo/" + name).find("FLOCK") != std::string::npos) return true;
+  }
+  return false;
+}
+
+std::string MorvaneProgram::Describe() {
+  std::string text = "\nwindows of process " + std::to_string(Pid()) + ":";
+  for (const std::string& window : Windows()) text += " " + window;
+  text += "\nkeyboard: " + desktop_.Do("getwindowfocus getwindowpid getwindowname");
+  for (const char* family : {"SornCard0", "SornControl0", "SornAudio0"}) {
+    text += std::string(Holds(family) ? "holds " : "does not hold ") + family + "\n";
+  }
+  text += "standard error: " + Errors() + "\n";
+  const nlohmann::json dump = Dump();
+  if (!dump.is_object()) return text + "no dump";
+  text += "active: " + dump["active"].dump() + "\n";
+  for (const auto& window : dump["windows"]) {
+    if (window["shown"] == true) text += window.dump() + "\n";
+  }
+  return text;
+}
+
+bool LockIsFree(const std::string& name) {
+  return OutsideLock(name).Taken();
+}
+
+OutsideLock::OutsideLock(const std::string& name)
+    : file_(open(LockPath(name).c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0666)),
+      taken_(flock(file_, LOCK_EX | LOCK_NB) == 0) {}
+
+OutsideLock::~OutsideLock() {
+  if (file_ >= 0) close(file_);
+}
+
+std::string WriteMachine(const std::string& text) {
+  const std::string path = FreshFolder("machine") + "/machine.toml";
+  std::ofstream(path) << text;
+  return path;
 }
 
 }  // namespace morvane::test

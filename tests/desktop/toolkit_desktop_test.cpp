@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 #include <signal.h>
 
-#include <algorithm>
 #include <fstream>
 
 #include "desktop.h"
@@ -18,6 +17,7 @@ class ProbeTest : public ::testing::Test {
     ASSERT_TRUE(Says("started\n"));
     // Painted, so that the mouse has something to hit.
     ASSERT_TRUE(Eventually([&] { return desktop.Shoot().At(380, 280)[2] > 20; }));
+    ASSERT_TRUE(Eventually([&] { return program.HasKeyboard(); }));
   }
   bool Says(const std::string& text) {
     return Eventually([&] { return program.Output().find(text) != std::string::npos; });
@@ -32,13 +32,13 @@ class ProbeTest : public ::testing::Test {
   bool HasKeyboard(const std::string& title) {
     return Eventually([&] { return desktop.Do("getwindowfocus getwindowname") == title + "\n"; });
   }
-  // Until a list is down: a second window.
+  // Until a list is down: a second window. Until lists and boxes have gone from the screen, which
+  // is later than what the program says of them.
   bool ListIsDown() {
-    const std::string search = "search --onlyvisible --pid " + std::to_string(program.Pid());
-    return Eventually([&] {
-      const std::string windows = desktop.Do(search);
-      return std::count(windows.begin(), windows.end(), '\n') > 1;
-    });
+    return Eventually([&] { return program.Windows().size() > 1; });
+  }
+  bool StandsAlone() {
+    return Eventually([&] { return program.Windows().size() == 1 && program.HasKeyboard(); });
   }
 
   const std::string folder = FreshFolder("probe");
@@ -89,12 +89,14 @@ TEST_F(ProbeTest, AListIsChosenFromAndEscapeThatClosesItIsNoHotKey) {
   ClickRow(4);
   EXPECT_TRUE(ListIsDown());
   desktop.Do("key Escape");
-  ClickRow(2);  // the box opens only when the list has gone
+  EXPECT_TRUE(StandsAlone());
+  ClickRow(2);
   EXPECT_TRUE(Says("box\n"));
   EXPECT_FALSE(Said("key 27 0\n"));
   EXPECT_TRUE(HasKeyboard("Error"));
   desktop.Do("key Return");
   EXPECT_TRUE(Says("box closed\n"));
+  EXPECT_TRUE(StandsAlone());
   ClickRow(4);
   EXPECT_TRUE(ListIsDown());
   desktop.Do("key Down key Return");
@@ -119,6 +121,7 @@ TEST_F(ProbeTest, AFileIsChosenByItsName) {
   desktop.Do("type warm.lut");
   desktop.Do("key Return");
   EXPECT_TRUE(Says("chosen " + folder + "/warm.lut\n"));
+  EXPECT_TRUE(StandsAlone());
   ClickRow(3);
   EXPECT_TRUE(Eventually([&] {
     const std::string said = program.Output();

@@ -119,6 +119,8 @@ class VideoShadow {
   virtual void Show(FramePicture* picture) = 0;
   virtual void End() = 0;
   virtual void Blacken() = 0;  // within a run on its thread, else from any thread
+  // How it comes to the screen, for dumps.
+  [[nodiscard]] virtual const char* Painter() const = 0;
 };
 
 // A message for a window. The id, not the address: another window may stand there by then.

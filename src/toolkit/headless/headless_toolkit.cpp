@@ -70,6 +70,7 @@ class HeadlessToolkit::Screen final : public toolkit::VideoShadow {
     const std::lock_guard lock(mutex_);
     video_.running = false;
   }
+  [[nodiscard]] const char* Painter() const override { return "none"; }
   void Blacken() override {
     const std::lock_guard lock(mutex_);
     video_.black = true;

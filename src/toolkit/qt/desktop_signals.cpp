@@ -109,6 +109,8 @@ QJsonObject Describe(const VideoState& state) {
   entry["class"] = "video";
   entry["rect"] = Rectangle(state.absolute);
   entry["shown"] = state.onScreen;
+  const toolkit::VideoShadow* shadow = toolkit::VideoShadowOf(state.id);
+  if (shadow != nullptr) entry["painter"] = shadow->Painter();
   return entry;
 }
 
@@ -153,9 +155,11 @@ bool WriteUiDump(const std::string& path) {
   for (const WindowState& state : toolkit::AllWindows()) windows.append(Describe(state));
   QJsonArray videos;
   for (const VideoState& state : toolkit::AllVideos()) videos.append(Describe(state));
+  const bool active = QGuiApplication::applicationState() == Qt::ApplicationActive;
   QSaveFile file(QString::fromStdString(path));
   if (!file.open(QIODevice::WriteOnly)) return false;
-  file.write(QJsonDocument(QJsonObject{{"windows", windows}, {"videos", videos}}).toJson());
+  const QJsonObject dump = {{"active", active}, {"windows", windows}, {"videos", videos}};
+  file.write(QJsonDocument(dump).toJson());
   return file.commit();
 }
 

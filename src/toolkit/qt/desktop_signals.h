@@ -23,8 +23,9 @@ class DesktopSignals final : public QObject {
 
 // Writes all windows, each before its children: member, name, class, text, rectangle in the
 // top-level window (from its bottom left), shown and enabled (both with its parents), checked; of
-// lists selection and items, of numbers and sliders the value. Whoever reads the file finds it
-// whole.
+// lists selection and items, of numbers and sliders the value. Then the video windows, with what
+// paints them: "window", or "memory" that a plain widget shows. And whether the program is the
+// active one. Whoever reads the file finds it whole.
 // Returns: false when it cannot be written. Threads: main.
 bool WriteUiDump(const std::string& path);
 

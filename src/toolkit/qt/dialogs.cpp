@@ -28,6 +28,16 @@ void QtToolkit::ShowBox(const std::string& title, const std::string& text) {
                   QMessageBox::Ok, top_.get());
   box.setTextFormat(Qt::PlainText);
   box.exec();
+  TakeKeyboardBack();
+}
+
+// Without a window manager nobody gives the window the keyboard that a dialog had. A user who has
+// gone on to another program keeps it there.
+void QtToolkit::TakeKeyboardBack() {
+  if (QGuiApplication::applicationState() != Qt::ApplicationActive) return;
+  QWidget* below = QApplication::activeModalWidget();
+  if (below == nullptr) below = top_.get();
+  if (below != nullptr && below->isVisible()) below->activateWindow();
 }
 
 NxErr QtToolkit::ChooseFile(const std::string& title, const std::string& filterName,
@@ -53,7 +63,9 @@ NxErr QtToolkit::Choose(bool folder, const std::string& title, const QString& fi
   dialog.setAcceptMode(QFileDialog::AcceptOpen);
   dialog.setFileMode(folder ? QFileDialog::Directory : QFileDialog::ExistingFile);
   dialog.setOption(QFileDialog::ShowDirsOnly, folder);
-  if (dialog.exec() != QDialog::Accepted || dialog.selectedFiles().isEmpty()) return NxErrFailure;
+  const int answer = dialog.exec();
+  TakeKeyboardBack();
+  if (answer != QDialog::Accepted || dialog.selectedFiles().isEmpty()) return NxErrFailure;
   lastFolder_ = dialog.directory().absolutePath();
   *path = dialog.selectedFiles().constFirst().toStdString();
   return NxErrSuccess;

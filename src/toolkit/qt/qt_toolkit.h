@@ -72,6 +72,7 @@ class QtToolkit final : public QObject, public toolkit::ToolkitBinding {
   void PaintTop();
   bool FilterKey(QEvent* event);
   void CommitOutside(const QWidget* pressed);
+  void TakeKeyboardBack();
   NxErr Choose(bool folder, const std::string& title, const QString& filter,
                const std::string& start, std::string* path);
 

@@ -153,6 +153,8 @@ class ScreenVideo final : public VideoShadow {
     Draw(inRun ? context_.get() : own.get(), nullptr, nullptr, 0);
   }
 
+  [[nodiscard]] const char* Painter() const override { return "window"; }
+
   // Main thread: the window was uncovered, or hidden.
   void Exposed(bool exposed) {
     const std::lock_guard lock(mutex_);

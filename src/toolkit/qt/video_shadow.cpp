@@ -121,6 +121,7 @@ class MemoryVideo final : public VideoShadow {
 
   void End() override { memory_.reset(); }
   void Blacken() override { Present({}); }
+  [[nodiscard]] const char* Painter() const override { return "memory"; }
 
  private:
   static void PaintWithoutOpenGl(const FramePicture& picture, QImage* image) {
