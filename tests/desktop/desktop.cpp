@@ -187,7 +187,8 @@ std::string Program::Errors() const {
 }
 
 std::vector<std::string> Program::Windows() const {
-  std::istringstream found(desktop_.Do("search --onlyvisible --pid " + std::to_string(Pid())));
+  std::istringstream found(
+      desktop_.Do("search --maxdepth 1 --onlyvisible --pid " + std::to_string(Pid())));
   std::vector<std::string> windows;
   for (std::string window; std::getline(found, window);) windows.push_back(window);
   return windows;

@@ -61,7 +61,7 @@ class Program {
   [[nodiscard]] std::string Errors() const;
   [[nodiscard]] pid_t Pid() const { return pid_; }
 
-  // Its windows on the screen, by number, the outermost first.
+  // Its top-level windows on the screen, by number.
   [[nodiscard]] std::vector<std::string> Windows() const;
   // The first of them; empty without one.
   [[nodiscard]] std::string Window() const;

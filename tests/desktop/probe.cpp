@@ -1,14 +1,21 @@
 #include <cstdio>
+#include <cstdlib>
+#include <cstring>
 
+#include "base/fourcc.h"
 #include "toolkit/controls.h"
 #include "toolkit/gui.h"
 #include "toolkit/qt/desktop_signals.h"
 #include "toolkit/qt/qt_toolkit.h"
+#include "toolkit/video_window.h"
 
 // A window with controls for the tests of real keys and dialogs; prints what it receives. It stands
-// at (0, 0) of the screen, 400 by 300, one control below the other.
+// at (0, 0) of the screen, 400 by 300, one control below the other and a video window on the right.
+// With $PROBE_STACK each box opens another one; $PROBE_DISPLAY is the display type of the frame.
 namespace morvane {
 namespace {
+
+constexpr uint32_t kSecondBox = 200000;  // our own message
 
 bool quit = false;
 
@@ -20,6 +27,11 @@ class ProbeWindow : public NXWindow {
     Add(box_, "Box", "box");
     Add(file_, "File", "file");
     Add(list_, "list", "list");
+    Add(play_, "Play", "play");
+    Add(black_, "Black", "black");
+    const NxRECT place = {220, 60, 160, 90};
+    video_ = NXCreateVideoWindow(nxNode, "video", &place, 0);
+    NXShowVideoWindow(video_, 1);
     for (const char* item : {"one", "two", "three"}) list_.InsertNXItem(-1, item, false);
     number_.SetNXScrollable(true);
     for (const int key : {int{'j'}, int{NXKEY_LEFT}, int{NXKEY_ESCAPE}, int{NXKEY_SPACE}}) {
@@ -37,8 +49,12 @@ class ProbeWindow : public NXWindow {
     if (message == NXMSG_LBUTTONDOWN) printf("down %d %d\n", a, b);
     if (message == NXMSG_MOUSEWHEEL) printf("wheel %d %d\n", a, b);
     if (message == NXMSG_APPACTIVATE) printf("active %d\n", a);
+    if (message == NXMSG_VIDEOEXPOSED) printf("exposed\n");
     fflush(stdout);
     if (message == NXMSG_CLICKED && c == &box_) ShowBox();
+    if (message == kSecondBox) ShowSecondBox();
+    if (message == NXMSG_CLICKED && c == &play_) ShowFrame();
+    if (message == NXMSG_CLICKED && c == &black_) NXBlackenVideoWindow(video_);
     if (message == NXMSG_CLICKED && c == &file_) ChooseFile();
     return NXWindow::ReceiveNXMessage(message, a, b, c, d);
   }
@@ -57,12 +73,46 @@ class ProbeWindow : public NXWindow {
   const char* Name(void* control) const {
     return control == &text_ ? "text" : control == &number_ ? "number" : "other";
   }
-  static void ShowBox() {
+  void ShowBox() {
     printf("box\n");
     fflush(stdout);
+    // It is handled while the box is open.
+    if (getenv("PROBE_STACK") != nullptr) {
+      NXPostMessage(nxNode, kSecondBox, 0, 0, nullptr, nullptr);
+    }
     NXShowMB("Error", "No Video Input is detected.");
     printf("box closed\n");
     fflush(stdout);
+  }
+  static void ShowSecondBox() {
+    NXShowMB("Second", "The second of two.");
+    printf("second closed\n");
+    fflush(stdout);
+  }
+  // A run of one frame that fills the window: red, green, blue and yellow quarters.
+  void ShowFrame() {
+    constexpr int kWidth = 16;
+    constexpr int kHeight = 9;
+    constexpr uint8_t kColours[2][2][4] = {{{20, 20, 200, 255}, {20, 200, 20, 255}},
+                                           {{200, 20, 20, 255}, {20, 200, 200, 255}}};
+    uint8_t picture[kHeight][kWidth][4];
+    for (int y = 0; y < kHeight; ++y) {
+      for (int x = 0; x < kWidth; ++x) {
+        memcpy(picture[y][x], kColours[y < kHeight / 2 ? 0 : 1][x < kWidth / 2 ? 0 : 1], 4);
+      }
+    }
+    NXVideoFrame frame;
+    frame.picture = picture[0][0];
+    frame.width = kWidth;
+    frame.height = kHeight;
+    frame.rowBytes = kWidth * 4;
+    frame.fourcc = FourCC("bgrA");
+    frame.zoomX = frame.zoomY = 0;
+    const char* type = getenv("PROBE_DISPLAY");
+    NXStartDisplayVideoFrame(video_, kWidth, kHeight,
+                             type != nullptr ? static_cast<uint32_t>(atoi(type)) : 1, nullptr);
+    NXDisplayVideoFrame(video_, &frame, nullptr);
+    NXStopDisplayVideoFrame(video_);
   }
   static void ChooseFile() {
     printf("file\n");
@@ -78,6 +128,9 @@ class ProbeWindow : public NXWindow {
   NXButton box_;
   NXButton file_;
   NXComboButton list_;
+  NXButton play_;
+  NXButton black_;
+  NXVideoWindowNode* video_ = nullptr;
   int count_ = 0;
 };
 

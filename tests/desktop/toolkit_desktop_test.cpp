@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 #include <signal.h>
 
+#include <cstdlib>
 #include <fstream>
 
 #include "desktop.h"
@@ -41,9 +42,16 @@ class ProbeTest : public ::testing::Test {
     return Eventually([&] { return program.Windows().size() == 1 && program.HasKeyboard(); });
   }
 
+  ProbeTest() : ProbeTest({}) {}
+  explicit ProbeTest(Program::Variables variables)
+      : program(desktop, MORVANE_PROBE, [&] {
+          variables["PROBE_FOLDER"] = folder;
+          return variables;
+        }()) {}
+
   const std::string folder = FreshFolder("probe");
   Desktop desktop{800, 600};
-  Program program{desktop, MORVANE_PROBE, {{"PROBE_FOLDER", folder}}};
+  Program program;
 };
 
 TEST_F(ProbeTest, WhatIsTypedIntoATextIsNoHotKey) {
@@ -132,12 +140,114 @@ TEST_F(ProbeTest, AFileIsChosenByItsName) {
   EXPECT_TRUE(Says("chosen none\n"));
 }
 
-TEST_F(ProbeTest, TheDesktopsTerminationEndsItBehindABoxToo) {
+TEST_F(ProbeTest, TheDesktopsTerminationEndsItBehindABox) {
   ClickRow(2);
   EXPECT_TRUE(HasKeyboard("Error"));
   program.Signal(SIGTERM);
   EXPECT_EQ(0, program.Wait());
+  EXPECT_TRUE(Said("box closed\n"));
 }
+
+TEST_F(ProbeTest, TheDesktopsTerminationEndsItBehindAChoiceOfFiles) {
+  ClickRow(3);
+  EXPECT_TRUE(HasKeyboard("Open LUT"));
+  program.Signal(SIGTERM);
+  EXPECT_EQ(0, program.Wait());
+  EXPECT_TRUE(Said("chosen none\n"));
+}
+
+class StackedProbeTest : public ProbeTest {
+ protected:
+  StackedProbeTest() : ProbeTest({{"PROBE_STACK", "1"}}) {}
+};
+
+TEST_F(StackedProbeTest, TheDesktopsTerminationEndsItBehindTwoBoxes) {
+  ClickRow(2);
+  EXPECT_TRUE(HasKeyboard("Second"));
+  program.Signal(SIGTERM);
+  EXPECT_EQ(0, program.Wait());
+  EXPECT_TRUE(Said("second closed\nbox closed\n")) << program.Output();
+}
+
+TEST_F(StackedProbeTest, ABoxGivesTheKeyboardToTheOneBelowIt) {
+  ClickRow(2);
+  EXPECT_TRUE(HasKeyboard("Second"));
+  desktop.Do("key Return");
+  EXPECT_TRUE(Says("second closed\n"));
+  EXPECT_TRUE(HasKeyboard("Error"));
+  EXPECT_FALSE(Said("box closed\n"));
+  desktop.Do("key Return");
+  EXPECT_TRUE(Says("box closed\n"));
+  EXPECT_TRUE(StandsAlone());
+  EXPECT_FALSE(Said("active 0\n"));
+}
+
+// What a video window on the screen shows, by display type.
+class VideoProbeTest : public ProbeTest, public ::testing::WithParamInterface<const char*> {
+ protected:
+  VideoProbeTest() : ProbeTest({{"PROBE_DISPLAY", GetParam()}}) {}
+
+  static bool Near(std::array<int, 3> a, std::array<int, 3> b) {
+    for (size_t i = 0; i < 3; ++i) {
+      if (std::abs(a[i] - b[i]) > 3) return false;
+    }
+    return true;
+  }
+  // The video window lies from (220, 150) to (380, 240).
+  bool Shows(std::array<std::array<int, 3>, 4> quarters) {
+    return Eventually([&] {
+      const Screen screen = desktop.Shoot();
+      return Near(quarters[0], screen.At(225, 155)) && Near(quarters[1], screen.At(375, 155)) &&
+             Near(quarters[2], screen.At(225, 235)) && Near(quarters[3], screen.At(375, 235));
+    });
+  }
+  bool ShowsFrame() {
+    return Shows({{{200, 20, 20}, {20, 200, 20}, {20, 20, 200}, {200, 200, 20}}});
+  }
+  bool ShowsBlack() { return Shows({}); }
+  // Brings another program's window over this one and away again.
+  void CoverAndUncover() {
+    const size_t said = program.Output().size();
+    const Program other(desktop, MORVANE_PROBE);
+    ASSERT_TRUE(Eventually([&] { return other.HasKeyboard(); }));
+    // It has no frame in its own video window.
+    ASSERT_TRUE(ShowsBlack());
+    desktop.Do("windowmove " + other.Window() + " 400 300");
+    EXPECT_TRUE(
+        Eventually([&] { return program.Output().find("exposed\n", said) != std::string::npos; }));
+  }
+};
+
+TEST_P(VideoProbeTest, TheLastFrameStaysAlsoWhereTheWindowWasCovered) {
+  ASSERT_TRUE(ShowsBlack());
+  ClickRow(5);
+  ASSERT_TRUE(ShowsFrame());
+  CoverAndUncover();
+  EXPECT_TRUE(ShowsFrame());
+  // A window that comes back from nothing, too.
+  const std::string window = program.Window();
+  desktop.Do("windowunmap --sync " + window);
+  desktop.Do("windowmap --sync " + window);
+  EXPECT_TRUE(ShowsFrame());
+}
+
+TEST_P(VideoProbeTest, WhatIsBlackenedStaysBlack) {
+  ClickRow(5);
+  ASSERT_TRUE(ShowsFrame());
+  ClickRow(6);
+  EXPECT_TRUE(ShowsBlack());
+  const std::string window = program.Window();
+  desktop.Do("windowunmap --sync " + window);
+  EXPECT_TRUE(Eventually([&] { return desktop.Shoot().At(300, 280)[2] <= 20; }));
+  desktop.Do("windowmap --sync " + window);
+  EXPECT_TRUE(Eventually([&] { return desktop.Shoot().At(300, 280)[2] > 20; }));
+  EXPECT_TRUE(ShowsBlack());
+}
+
+INSTANTIATE_TEST_SUITE_P(DisplayTypes, VideoProbeTest, ::testing::Values("0", "1"),
+                         [](const auto& type) {
+                           return *type.param == '0' ? "DrawPixels" : "Texture";
+                         });
 
 }  // namespace
 }  // namespace morvane::test

@@ -41,6 +41,9 @@ std::unique_ptr<QApplication> toolkit::MakeQtApplication(int& argc, char** argv)
   qputenv("QT_ENABLE_HIGHDPI_SCALING", "0");
   qunsetenv("QT_SCALE_FACTOR");
   qunsetenv("QT_SCREEN_SCALE_FACTORS");
+  // Also where a desktop enlarges its fonts only: the style measures arrows and boxes by them.
+  qunsetenv("QT_FONT_DPI");
+  QCoreApplication::setAttribute(Qt::AA_Use96Dpi);
   QCoreApplication::setAttribute(Qt::AA_DontUseNativeDialogs);
   auto application = std::make_unique<QApplication>(argc, argv);
   setlocale(LC_NUMERIC, "C");
