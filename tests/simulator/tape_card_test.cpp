@@ -439,12 +439,12 @@ TEST_F(TapeCardTest, ADeckThatPlayedHasPlayedOn) {
 
 // Each look is a process of its own, most of them shorter than a picture.
 TEST_F(TapeCardTest, ADeckThatIsLookedAtAgainAndAgainKeepsItsPace) {
-  for (const int64_t pauseNs : {1000000, 9000000, 33000000}) {
+  for (const int64_t pauseNs : {1000000, 33000000}) {
     Cue("00 00 00 01");
     client_->Ask("20 01");
     WaitFor("01:00:00:01");
     const int64_t fromNs = NxClockNowNs();
-    for (int i = 0; i < 100; ++i) {
+    for (int i = 0; i < 60; ++i) {
       TakeDown();
       clock_.Advance(pauseNs);
       Build();
@@ -452,7 +452,7 @@ TEST_F(TapeCardTest, ADeckThatIsLookedAtAgainAndAgainKeepsItsPace) {
     }
     const int64_t count = TapeCountOfText(TapeRate::Of(k625, false), client_->Timecode());
     const auto pictures = static_cast<double>((NxClockNowNs() - fromNs) / kPictureNs);
-    EXPECT_GT(pictures, 20);
+    EXPECT_GT(pictures, 10);
     EXPECT_NEAR(static_cast<double>(count - kFirst - 251), pictures, 2) << pauseNs;
   }
 }

@@ -83,9 +83,10 @@ TEST(WindowThread, APauseIsBounded) {
   struct Deaf {
     static void Run(void* self) {
       auto* deaf = static_cast<Deaf*>(self);
-      while (!deaf->thread.StopRequested()) NxSleep(1);
+      while (!deaf->leave) NxSleep(1);
     }
     WindowThread thread;
+    std::atomic<bool> leave{false};
   };
   Deaf deaf;
   const ClockPump pump(&clock, 1);
@@ -95,6 +96,8 @@ TEST(WindowThread, APauseIsBounded) {
   const int64_t waitedMs = (NxClockNowNs() - before) / 1000000;
   EXPECT_GE(waitedMs, 1011 * 5);
   EXPECT_TRUE(deaf.thread.Rested());
+  deaf.leave = true;
+  while (deaf.thread.Running()) NxSleep(1);  // the pump's time runs faster than any thread
   EXPECT_TRUE(deaf.thread.Stop());
 }
 
