@@ -139,7 +139,7 @@ void DesktopSignals::Handle() {
   std::array<char, 16> bytes{};
   const ssize_t count = read(pipe_[0], bytes.data(), bytes.size());
   for (ssize_t i = 0; i < count; ++i) {
-    const int number = bytes[static_cast<size_t>(i)];
+    const int number = static_cast<unsigned char>(bytes[static_cast<size_t>(i)]);
     if (number != SIGUSR1) {
       // Behind a dialog the program could not end: it is dismissed first.
       if (QWidget* dialog = QApplication::activeModalWidget(); dialog != nullptr) dialog->close();
