@@ -57,11 +57,12 @@ std::shared_ptr<TapeFolder> TapeFolder::Open(const std::string& path, bool forDe
   if (index == nullptr) return nullptr;
   std::shared_ptr<TapeFolder> tape(new TapeFolder(path, std::move(index)));
   if (forDeck && !tape->Lock(error)) return nullptr;
-  if (!tape->index_->LoadRows(&tape->rows_, error)) return nullptr;
+  int64_t skipped = 0;
+  if (!tape->index_->LoadRows(&tape->rows_, &skipped, error)) return nullptr;
   for (const auto& [picture, row] : tape->rows_) {
     if (row.count) tape->placesOfCount_.emplace(*row.count, picture);
   }
-  if (forDeck) tape->CountUses();
+  if (forDeck) tape->CountUses(skipped == 0);
   return tape;
 }
 
@@ -92,7 +93,9 @@ bool TapeFolder::Lock(std::string* error) {
   return false;
 }
 
-void TapeFolder::CountUses() {
+// `complete`: the rows are all that the index holds. What a row that could not be understood names
+// may be the only copy of something, so then no file goes.
+void TapeFolder::CountUses(bool complete) {
   std::set<std::string> used;
   for (const auto& [picture, row] : rows_) {
     for (const std::string& sum : {row.picture, row.sound}) {
@@ -101,7 +104,8 @@ void TapeFolder::CountUses() {
       used.insert(sum);
     }
   }
-  store_.Sweep(used);
+  removes_ = complete;
+  if (removes_) store_.Sweep(used);
 }
 
 // ---- timecode ----
@@ -352,7 +356,7 @@ void TapeFolder::Replace(int64_t picture, const TapeRow& row) {
   const auto release = [&](const std::string& sum) {
     if (sum.empty() || --uses_[sum] > 0) return false;
     uses_.erase(sum);
-    return true;
+    return removes_;
   };
   if (release(before.picture)) {
     store_.RemovePicture(before.picture);

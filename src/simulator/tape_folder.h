@@ -93,7 +93,7 @@ class TapeFolder : public TapeTrack {
  private:
   TapeFolder(const std::string& path, std::unique_ptr<TapeIndex> index);
   [[nodiscard]] bool Lock(std::string* error);
-  void CountUses();
+  void CountUses(bool complete);
   void Run();
   [[nodiscard]] bool Write(const TapeRecording& recording, std::string* error);
   [[nodiscard]] bool WritePicture(const TapeRecording& recording, std::string* sum,
@@ -118,6 +118,7 @@ class TapeFolder : public TapeTrack {
   std::map<int64_t, TapeRow> rows_;
   std::multimap<int64_t, int64_t> placesOfCount_;  // recorded number -> picture
   std::map<std::string, int64_t> uses_;            // of pictures and sounds
+  bool removes_ = true;                            // files that no row names any more
   std::deque<std::shared_ptr<const TapeRecording>> waiting_;
   bool stop_ = false;
   std::string failure_;  // empty: none

@@ -35,7 +35,7 @@ bool IsSum(const std::string& text) {
 // One prepared statement; bound and read by position.
 struct TapeIndex::Statement {
   Statement(void* database, const char* text) {
-    sqlite3_prepare_v2(Db(database), text, -1, &handle, nullptr);
+    result = sqlite3_prepare_v2(Db(database), text, -1, &handle, nullptr);
   }
   ~Statement() { sqlite3_finalize(handle); }
   Statement(const Statement&) = delete;
@@ -59,8 +59,12 @@ struct TapeIndex::Statement {
     ++bound;
     return *this;
   }
-  bool Row() { return handle != nullptr && sqlite3_step(handle) == SQLITE_ROW; }
-  bool Done() { return handle != nullptr && sqlite3_step(handle) == SQLITE_DONE; }
+  bool Row() { return Step() == SQLITE_ROW; }
+  bool Done() { return Step() == SQLITE_DONE; }
+  int Step() {
+    if (handle != nullptr) result = sqlite3_step(handle);
+    return result;
+  }
   [[nodiscard]] bool IsNull(int column) const {
     return sqlite3_column_type(handle, column) == SQLITE_NULL;
   }
@@ -73,6 +77,7 @@ struct TapeIndex::Statement {
 
   sqlite3_stmt* handle = nullptr;
   int bound = 0;
+  int result = SQLITE_OK;  // of what was done last
 };
 
 TapeIndex::~TapeIndex() {
@@ -129,7 +134,9 @@ std::unique_ptr<TapeIndex> TapeIndex::Open(const std::string& path, std::string*
 bool TapeIndex::LoadFacts(std::string* error) {
   Statement row(database_, "SELECT version, format, dropFrame, first, pictures FROM tape");
   if (!row.Row()) {
-    *error = "\"" + path_ + "\" is no index of a tape";
+    const bool foreign =
+        row.result == SQLITE_DONE || row.result == SQLITE_ERROR || row.result == SQLITE_NOTADB;
+    *error = foreign ? "\"" + path_ + "\" is no index of a tape" : Failure();
     return false;
   }
   if (row.Number(0) != kVersion) {
@@ -149,13 +156,10 @@ bool TapeIndex::LoadFacts(std::string* error) {
   return false;
 }
 
-bool TapeIndex::LoadRows(std::map<int64_t, TapeRow>* rows, std::string* error) {
+bool TapeIndex::LoadRows(std::map<int64_t, TapeRow>* rows, int64_t* skipped, std::string* error) {
   const std::lock_guard<std::mutex> lock(mutex_);
   Statement row(database_, "SELECT picture, number, pictureSum, soundSum FROM frames");
-  if (row.handle == nullptr) {
-    *error = Failure();
-    return false;
-  }
+  *skipped = 0;
   while (row.Row()) {
     const int64_t picture = row.Number(0);
     TapeRow found;
@@ -165,9 +169,15 @@ bool TapeIndex::LoadRows(std::map<int64_t, TapeRow>* rows, std::string* error) {
     const bool counts =
         !found.count || (*found.count >= 0 && *found.count < facts_.rate.DayCount());
     const bool inside = picture >= 0 && picture < facts_.pictures;
-    if (inside && counts && IsSum(found.picture) && IsSum(found.sound)) (*rows)[picture] = found;
+    if (inside && counts && IsSum(found.picture) && IsSum(found.sound)) {
+      (*rows)[picture] = found;
+    } else {
+      ++*skipped;
+    }
   }
-  return true;
+  if (row.result == SQLITE_DONE) return true;
+  *error = Failure();
+  return false;
 }
 
 bool TapeIndex::PutRow(int64_t picture, const TapeRow& row, std::string* error) {

@@ -53,8 +53,10 @@ class TapeIndex {
   [[nodiscard]] static std::unique_ptr<TapeIndex> Open(const std::string& path, std::string* error);
 
   [[nodiscard]] const TapeFacts& Facts() const { return facts_; }
-  // Rows outside the tape and rows that make no sense are left out.
-  [[nodiscard]] bool LoadRows(std::map<int64_t, TapeRow>* rows, std::string* error);
+  // Rows outside the tape and rows that make no sense are left out; `skipped` counts them.
+  // Returns: false with a sentence in `error` when not all of them could be read.
+  [[nodiscard]] bool LoadRows(std::map<int64_t, TapeRow>* rows, int64_t* skipped,
+                              std::string* error);
   // Keeps the row in place of an older one.
   [[nodiscard]] bool PutRow(int64_t picture, const TapeRow& row, std::string* error);
   [[nodiscard]] std::optional<DeckState> LoadDeck();

@@ -97,6 +97,14 @@ size_t FilesBelow(const std::string& folder) {
   return files;
 }
 
+// Changes the index at `path` behind the program's back.
+void ChangeIndex(const std::string& path, const char* change) {
+  sqlite3* database = nullptr;
+  ASSERT_EQ(sqlite3_open((path + "/tape.db").c_str(), &database), SQLITE_OK);
+  EXPECT_EQ(sqlite3_exec(database, change, nullptr, nullptr, nullptr), SQLITE_OK) << change;
+  sqlite3_close(database);
+}
+
 TEST(TapeFolder, ANewTapeHoldsBarsThatNameTheirPlace) {
   const std::string path = NewTape();
   EXPECT_EQ(FilesBelow(path + "/pictures"), 0u);  // generated: an hour costs nothing
@@ -297,13 +305,71 @@ TEST(TapeFolder, ADamagedTapeIsToldAndNeverACrash) {
   };
   for (const Row& row : kRows) {
     const std::string path = NewTape();
-    sqlite3* database = nullptr;
-    ASSERT_EQ(sqlite3_open((path + "/tape.db").c_str(), &database), SQLITE_OK);
-    EXPECT_EQ(sqlite3_exec(database, row.change, nullptr, nullptr, nullptr), SQLITE_OK);
-    sqlite3_close(database);
+    ChangeIndex(path, row.change);
     EXPECT_EQ(TapeFolder::Open(path, true, &error), nullptr) << row.change;
     EXPECT_NE(error.find(row.says), std::string::npos) << row.change << ": " << error;
   }
+}
+
+TEST(TapeFolder, AnIndexThatCannotBeReadToItsEndCostsNoFile) {
+  const std::string path = NewTape(Facts("01:00:00:00", 3000));
+  // Enough rows for many pages of the table; what was recorded stands on the last of them.
+  ChangeIndex(path,
+              "WITH RECURSIVE n(i) AS (SELECT 0 UNION ALL SELECT i + 1 FROM n WHERE i < 2900) "
+              "INSERT INTO frames SELECT i, NULL, '', '' FROM n");
+  {
+    const auto tape = Opened(path);
+    for (int64_t p = 0; p < 3; ++p) {
+      tape->Record(RecordingOf(*tape, 2950 + p, kDeckAll, 60 + static_cast<int32_t>(p)));
+    }
+  }
+  ChangeIndex(path, "PRAGMA wal_checkpoint(TRUNCATE)");
+  const size_t pictures = FilesBelow(path + "/pictures");
+  const size_t sounds = FilesBelow(path + "/sound");
+  EXPECT_EQ(pictures, 3u);
+  EXPECT_EQ(sounds, 3u);
+  constexpr size_t kPageBytes = 4096;
+  const size_t bytes = std::filesystem::file_size(path + "/tape.db");
+  ASSERT_GT(bytes, 6 * kPageBytes);
+  {
+    std::fstream file(path + "/tape.db", std::ios::in | std::ios::out | std::ios::binary);
+    file.seekp(static_cast<std::streamoff>(bytes - kPageBytes));
+    file << std::string(kPageBytes, '\x55');
+  }
+  std::string error;
+  for (const bool forDeck : {true, false}) {
+    EXPECT_EQ(TapeFolder::Open(path, forDeck, &error), nullptr);
+    EXPECT_NE(error.find("malformed"), std::string::npos) << error;
+  }
+  EXPECT_EQ(FilesBelow(path + "/pictures"), pictures);
+  EXPECT_EQ(FilesBelow(path + "/sound"), sounds);
+}
+
+TEST(TapeFolder, WhatARowThatMakesNoSenseNamesIsKept) {
+  const std::string path = NewTape();
+  {
+    const auto tape = Opened(path);
+    for (int64_t p = 1; p < 4; ++p)
+      tape->Record(RecordingOf(*tape, p, kDeckAll, 60 + static_cast<int32_t>(p)));
+  }
+  ChangeIndex(path, "UPDATE frames SET number = 99999999 WHERE picture = 2");
+  {
+    const auto tape = Opened(path);
+    EXPECT_EQ(tape->CountAt(2), 108002);
+    // What it may share with others stays too when they go.
+    ChangeIndex(path,
+                "UPDATE frames SET pictureSum = (SELECT pictureSum FROM frames WHERE "
+                "picture = 3) WHERE picture = 2");
+    tape->Record(RecordingOf(*tape, 3, kDeckAll, 90));
+    tape->Flush();
+    EXPECT_EQ(FilesBelow(path + "/pictures"), 4u);
+    EXPECT_EQ(FilesBelow(path + "/sound"), 4u);
+  }
+  ChangeIndex(path, "UPDATE frames SET number = NULL WHERE picture = 2");
+  const auto tape = Opened(path);
+  EXPECT_EQ(PictureSum(*tape, 2), SumOf(*tape, Flat(*tape, 90, 63, 200)));
+  EXPECT_EQ(Channel(*tape, 2, 7)[3], 62);
+  EXPECT_EQ(FilesBelow(path + "/pictures"), 3u);  // 1, 2 and 3; the index is whole again
 }
 
 TEST(TapeFolder, RowsAndFilesThatMakeNoSenseDoNoHarm) {
@@ -313,16 +379,13 @@ TEST(TapeFolder, RowsAndFilesThatMakeNoSenseDoNoHarm) {
     tape->Record(RecordingOf(*tape, 1, kDeckAll, 60));
     tape->Record(RecordingOf(*tape, 2, kDeckAll, 61));
   }
-  sqlite3* database = nullptr;
-  ASSERT_EQ(sqlite3_open((path + "/tape.db").c_str(), &database), SQLITE_OK);
   for (const char* change :
        {"INSERT INTO frames VALUES (-1, 5, '', '')", "INSERT INTO frames VALUES (900, 5, '', '')",
         "INSERT INTO frames VALUES (3, 99999999, '', '')",
         "INSERT INTO frames VALUES (4, NULL, '../../../etc/passwd', '')",
         "INSERT OR REPLACE INTO deck VALUES (1, 77, -5, 1e999, 'x', 1 << 60, -4, NULL, 3, 'y')"}) {
-    EXPECT_EQ(sqlite3_exec(database, change, nullptr, nullptr, nullptr), SQLITE_OK) << change;
+    ChangeIndex(path, change);
   }
-  sqlite3_close(database);
   for (const auto& entry : std::filesystem::recursive_directory_iterator(path + "/pictures")) {
     if (entry.is_regular_file()) std::filesystem::resize_file(entry.path(), 100);
   }
