@@ -17,7 +17,18 @@ constexpr FourCCCode k2vuy = FourCC("2vuy");
 constexpr FourCCCode kV219 = FourCC("v219");
 constexpr char kPictures[] = "pictures";
 constexpr char kSounds[] = "sound";
+constexpr char kUnfinished[] = ".new";
 constexpr size_t kMostBytes = 1u << 28;  // of one file; more is none of ours
+
+// The names of this store's files, also of one that was not finished.
+bool IsOwnName(const std::string& folder, const std::string& name) {
+  constexpr size_t kSumDigits = 32;
+  const std::string sum = name.substr(0, kSumDigits);
+  const std::string rest = name.substr(sum.size());
+  return sum.size() == kSumDigits &&
+         sum.find_first_not_of("0123456789abcdef") == std::string::npos &&
+         (rest.empty() || rest == kUnfinished) && folder == sum.substr(0, 2);
+}
 
 bool IsEightBit(const std::vector<uint8_t>& v219) {
   constexpr uint32_t kLowBits = 0x3u | 0x3u << 10 | 0x3u << 20;
@@ -58,7 +69,7 @@ bool TapeStore::Put(const std::string& path, const std::vector<uint8_t>& bytes,
   // the disk.
   std::error_code ignored;
   if (std::filesystem::file_size(path, ignored) == bytes.size() && !ignored) return true;
-  const std::string part = path + ".new";
+  const std::string part = path + kUnfinished;
   const std::filesystem::path parent = std::filesystem::path(path).parent_path();
   std::filesystem::create_directories(parent, ignored);
   int result = 0;
@@ -142,6 +153,8 @@ void TapeStore::Sweep(const std::set<std::string>& used) const {
       std::error_code ignored;
       if (!entry->is_regular_file(ignored)) continue;
       const std::string name = entry->path().filename().string();
+      if (entry.depth() != 1) continue;
+      if (!IsOwnName(entry->path().parent_path().filename().string(), name)) continue;
       if (used.count(name) == 0) stray.push_back(entry->path().string());
     }
     for (const std::string& path : stray) (void)FileRemove(path);

@@ -30,7 +30,8 @@ class TapeStore {
                               std::string* error) const;
   void RemovePicture(const std::string& sum) const;
   void RemoveSound(const std::string& sum) const;
-  // Removes what a run that was killed has left behind: everything but the sums of `used`.
+  // Removes what a run that was killed has left behind: this store's files but the sums of `used`.
+  // Files that somebody else has put there stay.
   void Sweep(const std::set<std::string>& used) const;
 
  private:

@@ -345,6 +345,37 @@ TEST(TapeFolder, AnIndexThatCannotBeReadToItsEndCostsNoFile) {
   EXPECT_EQ(FilesBelow(path + "/sound"), sounds);
 }
 
+TEST(TapeFolder, OnlyTheTapesOwnFilesAreSweptAway) {
+  const std::string path = NewTape();
+  {
+    const auto tape = Opened(path);
+    tape->Record(RecordingOf(*tape, 1, kDeckAll, 60));
+  }
+  const std::string sum = "abcdef0123456789abcdef0123456789";
+  const std::string own[] = {"/pictures/ab/" + sum, "/pictures/ab/" + sum + ".new",
+                             "/sound/ab/" + sum, "/sound/ab/" + sum + ".new"};
+  const std::string others[] = {"/notes.txt",
+                                "/pictures/notes.txt",
+                                "/pictures/" + sum,
+                                "/pictures/ab/notes.txt",
+                                "/pictures/ab/" + sum + ".png",
+                                "/pictures/ab/" + sum.substr(1),
+                                "/pictures/ab/ABCDEF0123456789ABCDEF0123456789",
+                                "/pictures/ff/" + sum,
+                                "/pictures/ab/cd/" + sum,
+                                "/pictures/ab/ab/" + sum,
+                                "/sound/ab/" + sum + ".wav"};
+  for (const char* folder : {"/pictures/ab/cd", "/pictures/ab/ab", "/pictures/ff", "/sound/ab"}) {
+    std::filesystem::create_directories(path + folder);
+  }
+  for (const std::string& name : own) std::ofstream(path + name) << "left behind";
+  for (const std::string& name : others) std::ofstream(path + name) << "somebody's own";
+  const auto tape = Opened(path);
+  for (const std::string& name : own) EXPECT_FALSE(std::filesystem::exists(path + name)) << name;
+  for (const std::string& name : others) EXPECT_TRUE(std::filesystem::exists(path + name)) << name;
+  EXPECT_EQ(PictureSum(*tape, 1), SumOf(*tape, Flat(*tape, 90, 60, 200)));
+}
+
 TEST(TapeFolder, WhatARowThatMakesNoSenseNamesIsKept) {
   const std::string path = NewTape();
   {
