@@ -185,19 +185,16 @@ PictureRef TapeFolder::Picture(int64_t picture, std::string* error) const {
   }
 }
 
-// What the disk holds, without what waits to be written.
-bool TapeFolder::StoredSound(int64_t picture, const TapeRow& row, std::vector<int32_t>* samples,
-                             std::string* error) const {
+// What the disk holds, without what waits to be written; silence unless it could be read.
+TapeRead TapeFolder::StoredSound(int64_t picture, const TapeRow& row, std::vector<int32_t>* samples,
+                                 std::string* error) const {
   const int64_t count = SamplesOf(picture);
   samples->assign(static_cast<size_t>(count) * kTapeChannels, 0);
   if (row.sound.empty()) {
     Made(picture)->Sound(SamplesBefore(picture), count, kTapeChannels, samples->data());
-    return true;
+    return TapeRead::kDone;
   }
-  const size_t wanted = samples->size();
-  const bool read = store_.GetSound(row.sound, samples, error);
-  samples->resize(wanted);
-  return read;
+  return store_.GetSound(row.sound, samples, error);
 }
 
 bool TapeFolder::Sound(int64_t picture, std::vector<int32_t>* samples, std::string* error) const {
@@ -212,7 +209,7 @@ bool TapeFolder::Sound(int64_t picture, std::vector<int32_t>* samples, std::stri
       }
       row = RowOf(picture);
     }
-    const bool read = StoredSound(picture, row, samples, error);
+    const bool read = StoredSound(picture, row, samples, error) == TapeRead::kDone;
     if (!read && row.sound != before) {
       before = row.sound;
       continue;
@@ -326,11 +323,10 @@ bool TapeFolder::WriteSound(const TapeRecording& recording, const TapeRow& row, 
   if ((recording.channels & kSound) == 0) return true;
   std::vector<int32_t> samples;
   const bool whole = (recording.channels & kSound) == kSound;
-  std::string missing;  // channels of a file that is gone are silent from now on
   if (whole) {
     samples.resize(static_cast<size_t>(SamplesOf(recording.picture)) * kTapeChannels);
-  } else {
-    (void)StoredSound(recording.picture, row, &samples, &missing);
+  } else if (StoredSound(recording.picture, row, &samples, error) == TapeRead::kFailed) {
+    return false;  // only where the file is gone are the other channels silent from now on
   }
   MergeTapeSound(recording, &samples);
   return store_.PutSound(samples, sum, error);

@@ -102,8 +102,8 @@ class TapeFolder : public TapeTrack {
                                 std::string* sum, std::string* error);
   void Replace(int64_t picture, const TapeRow& row);
   [[nodiscard]] TapeRow RowOf(int64_t picture) const;
-  [[nodiscard]] bool StoredSound(int64_t picture, const TapeRow& row, std::vector<int32_t>* samples,
-                                 std::string* error) const;
+  [[nodiscard]] TapeRead StoredSound(int64_t picture, const TapeRow& row,
+                                     std::vector<int32_t>* samples, std::string* error) const;
   [[nodiscard]] SignalFrameRef Made(int64_t picture) const;
 
   const std::string path_;

@@ -38,7 +38,7 @@ bool IsEightBit(const std::vector<uint8_t>& v219) {
   return true;
 }
 
-bool ReadWhole(const std::string& path, std::vector<uint8_t>* bytes, std::string* error) {
+TapeRead ReadWhole(const std::string& path, std::vector<uint8_t>* bytes, std::string* error) {
   File file;
   uint64_t size = 0;
   int result = file.Open(path, FileMode::kRead);
@@ -49,9 +49,9 @@ bool ReadWhole(const std::string& path, std::vector<uint8_t>* bytes, std::string
     bytes->resize(static_cast<size_t>(size));
     result = file.ReadAt(bytes->data(), bytes->size(), 0, &done);
   }
-  if (result == 0 && done == bytes->size()) return true;
+  if (result == 0 && done == bytes->size()) return TapeRead::kDone;
   *error = "\"" + path + "\" cannot be read: " + FileErrorText(result == 0 ? EIO : result);
-  return false;
+  return result == ENOENT ? TapeRead::kGone : TapeRead::kFailed;
 }
 
 }  // namespace
@@ -114,7 +114,7 @@ bool TapeStore::PutSound(const std::vector<int32_t>& samples, std::string* sum,
 PictureRef TapeStore::GetPicture(const std::string& sum, std::string* error) const {
   auto bytes = std::make_shared<std::vector<uint8_t>>();
   const std::string path = PathOf(kPictures, sum);
-  if (!ReadWhole(path, bytes.get(), error)) return nullptr;
+  if (ReadWhole(path, bytes.get(), error) != TapeRead::kDone) return nullptr;
   for (const FourCCCode code : {kV219, k2vuy}) {
     if (bytes->size() == PlainLayout(code, width_, height_).Bytes()) {
       return std::make_shared<PlainPicture>(code, width_, height_, std::move(bytes));
@@ -124,15 +124,20 @@ PictureRef TapeStore::GetPicture(const std::string& sum, std::string* error) con
   return nullptr;
 }
 
-bool TapeStore::GetSound(const std::string& sum, std::vector<int32_t>* samples,
-                         std::string* error) const {
+TapeRead TapeStore::GetSound(const std::string& sum, std::vector<int32_t>* samples,
+                             std::string* error) const {
   std::vector<uint8_t> bytes;
-  if (!ReadWhole(PathOf(kSounds, sum), &bytes, error)) return false;
-  samples->resize(bytes.size() / 4);
+  const std::string path = PathOf(kSounds, sum);
+  const TapeRead read = ReadWhole(path, &bytes, error);
+  if (read != TapeRead::kDone) return read;
+  if (bytes.size() != samples->size() * 4) {
+    *error = "\"" + path + "\" is no sound of this tape";
+    return TapeRead::kFailed;
+  }
   for (size_t i = 0; i < samples->size(); ++i) {
     (*samples)[i] = static_cast<int32_t>(LoadLe32(bytes.data() + 4 * i));
   }
-  return true;
+  return TapeRead::kDone;
 }
 
 void TapeStore::RemovePicture(const std::string& sum) const {

@@ -9,6 +9,12 @@
 
 namespace morvane {
 
+enum class TapeRead {
+  kDone,
+  kGone,    // there is no such file
+  kFailed,  // it is there, or may be, and cannot be read
+};
+
 // The pictures and sounds of a tape folder: a file each, named by the MD5 of what is in it. A file
 // appears under its name when it is whole and never changes, so that equal contents share one, and
 // readers need no lock.
@@ -26,8 +32,9 @@ class TapeStore {
                               std::string* error);
   // Returns: null with a sentence in `error` when it is missing or damaged.
   [[nodiscard]] PictureRef GetPicture(const std::string& sum, std::string* error) const;
-  [[nodiscard]] bool GetSound(const std::string& sum, std::vector<int32_t>* samples,
-                              std::string* error) const;
+  // Requires: `samples` has the size that the sound has, or it fails.
+  [[nodiscard]] TapeRead GetSound(const std::string& sum, std::vector<int32_t>* samples,
+                                  std::string* error) const;
   void RemovePicture(const std::string& sum) const;
   void RemoveSound(const std::string& sum) const;
   // Removes what a run that was killed has left behind: this store's files but the sums of `used`.

@@ -345,6 +345,50 @@ TEST(TapeFolder, AnIndexThatCannotBeReadToItsEndCostsNoFile) {
   EXPECT_EQ(FilesBelow(path + "/sound"), sounds);
 }
 
+std::string OnlyFileBelow(const std::string& folder) {
+  for (const auto& entry : std::filesystem::recursive_directory_iterator(folder)) {
+    if (entry.is_regular_file()) return entry.path();
+  }
+  return "";
+}
+
+TEST(TapeFolder, SoundThatCannotBeReadIsNotWrittenOverWithSilence) {
+  const std::string path = NewTape();
+  const auto tape = Opened(path);
+  tape->Record(RecordingOf(*tape, 1, kDeckAll, 60));
+  tape->Flush();
+  const std::string file = OnlyFileBelow(path + "/sound");
+  std::string error;
+  {
+    const FileFault fault(FileCall::kRead, 1, EIO);
+    tape->Record(RecordingOf(*tape, 1, 1u << 3, 55));  // sound 3 alone
+    tape->Flush();
+    EXPECT_EQ(fault.Failed(), 1);
+    EXPECT_TRUE(tape->Failed(&error));
+    EXPECT_NE(error.find(file), std::string::npos) << error;
+    EXPECT_NE(error.find("Input/output error"), std::string::npos) << error;
+  }
+  tape->ForgiveFailure();
+  for (const uint32_t channel : {1u, 3u, 16u}) EXPECT_EQ(Channel(*tape, 1, channel)[9], 60);
+
+  // A file that lost its end is no sound either.
+  std::filesystem::resize_file(file, std::filesystem::file_size(file) - 64);
+  tape->Record(RecordingOf(*tape, 1, 1u << 3, 55));
+  tape->Flush();
+  EXPECT_TRUE(tape->Failed(&error));
+  EXPECT_NE(error.find("is no sound of this tape"), std::string::npos) << error;
+  EXPECT_TRUE(std::filesystem::exists(file));
+  tape->ForgiveFailure();
+
+  // Where it is gone there is nothing to lose.
+  std::filesystem::remove(file);
+  tape->Record(RecordingOf(*tape, 1, 1u << 3, 55));
+  tape->Flush();
+  EXPECT_FALSE(tape->Failed(&error)) << error;
+  EXPECT_EQ(Channel(*tape, 1, 3)[9], 55);
+  EXPECT_EQ(Channel(*tape, 1, 1)[9], 0);
+}
+
 TEST(TapeFolder, OnlyTheTapesOwnFilesAreSweptAway) {
   const std::string path = NewTape();
   {
