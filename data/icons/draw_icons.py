@@ -76,11 +76,11 @@ def main():
     ink, paper = (230, 214, 198), (70, 52, 38)
     with open("vyr.bmp", "wb") as out:
         out.write(bmp(draw(256, 144, STROKES, 3, 0.09, ink, paper)))
-    icon = png(draw(64, 64, ICON, 1, 0.16, ink, (130, 92, 60)))
+    paper = (130, 92, 60)
     with open("morvane.png", "wb") as out:
-        out.write(icon)
+        out.write(png(draw(256, 256, ICON, 1, 0.16, ink, paper)))
     with open("morvaneicon.ico", "wb") as out:
-        out.write(ico(icon, 64))
+        out.write(ico(png(draw(64, 64, ICON, 1, 0.16, ink, paper)), 64))
 
 
 main()

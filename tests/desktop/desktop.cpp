@@ -206,8 +206,9 @@ bool Program::HasKeyboard() const {
 
 // --- Morvane -----------------------------------------------------------------------------------
 
-MorvaneProgram::MorvaneProgram(const Desktop& desktop, const std::string& name, Variables variables)
-    : Program(desktop, MORVANE_GUI,
+MorvaneProgram::MorvaneProgram(const Desktop& desktop, const std::string& name, Variables variables,
+                               const std::string& path)
+    : Program(desktop, path,
               [&] {
                 variables["MORVANE_UI_DUMP"] = PrivateFolder() + "/" + name + ".json";
                 return variables;
@@ -285,6 +286,10 @@ std::array<int, 4> MorvaneProgram::Place() const {
     if (at != std::string::npos) place[i] = atoi(shell.c_str() + at + 1 + strlen(names[i]));
   }
   return place;
+}
+
+std::string MorvaneProgram::Property(const std::string& property) const {
+  return desktop_.Tell("xprop -id " + Window() + " " + property);
 }
 
 bool MorvaneProgram::Holds(const std::string& lock) const {

@@ -85,7 +85,8 @@ class Program {
 class MorvaneProgram : public Program {
  public:
   // The dump is written to a file named after `name`.
-  MorvaneProgram(const Desktop& desktop, const std::string& name, Variables variables = {});
+  MorvaneProgram(const Desktop& desktop, const std::string& name, Variables variables = {},
+                 const std::string& path = MORVANE_GUI);
 
   // All windows of the screen, as SIGUSR1 writes them; null where the program does not answer.
   nlohmann::json Dump();
@@ -101,6 +102,8 @@ class MorvaneProgram : public Program {
   void ClickOn(const std::string& member);
   // Where the window stands on the screen: x, y, w, h.
   [[nodiscard]] std::array<int, 4> Place() const;
+  // A property of its window, as xprop prints it.
+  [[nodiscard]] std::string Property(const std::string& property) const;
   // Whether this program holds the machine-wide lock. Asking disturbs nobody.
   [[nodiscard]] bool Holds(const std::string& lock) const;
   // What there is to know when a test has failed.

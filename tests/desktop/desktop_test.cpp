@@ -62,6 +62,11 @@ TEST_F(SmallScreenTest, TheWindowIsDrawnAsItShould) {
       << FaultsOfWindow(desktop.Shoot());
 }
 
+TEST_F(SmallScreenTest, TheWindowSaysWhatItIs) {
+  EXPECT_NE(std::string::npos, program.Property("WM_NAME").find("\"Morvane\""));
+  EXPECT_NE(std::string::npos, program.Property("_NET_WM_ICON").find("Icon (64 x 64)"));
+}
+
 TEST_F(SmallScreenTest, TheOutputOptionsAreThereAndEmpty) {
   const nlohmann::json options = program.Control("outputOptions");
   EXPECT_EQ(nlohmann::json({804, 768 - 120, 194, 16}), options["rect"]);
