@@ -83,6 +83,11 @@ function(morvane_test name)
   elseif(labels EQUAL 1)
     list(APPEND properties LABELS "${ARG_LABELS}")
   endif()
+  if(MORVANE_SANITIZE MATCHES "address")
+    # What libraries below us leave behind, by name.
+    list(APPEND properties ENVIRONMENT
+      "LSAN_OPTIONS=suppressions=${CMAKE_SOURCE_DIR}/tests/lsan.supp:print_suppressions=0")
+  endif()
   if(ARG_SERIAL)
     list(APPEND properties RUN_SERIAL TRUE)
   endif()

@@ -1,4 +1,5 @@
 #include <gtest/gtest.h>
+#include <signal.h>
 
 #include <algorithm>
 #include <set>
@@ -64,6 +65,8 @@ TEST_P(KeyboardTest, TabReachesEveryControlThatHasAName) {
   for (const auto& window : dump["windows"]) {
     EXPECT_NE("", window["accessible"]) << window;
   }
+  program.Signal(SIGTERM);
+  EXPECT_EQ(0, program.Wait());
 }
 
 TEST_P(KeyboardTest, ReturnOnATabShowsIt) {

@@ -229,6 +229,8 @@ TEST_P(VideoProbeTest, TheLastFrameStaysAlsoWhereTheWindowWasCovered) {
   desktop.Do("windowunmap --sync " + window);
   desktop.Do("windowmap --sync " + window);
   EXPECT_TRUE(ShowsFrame());
+  program.Signal(SIGTERM);
+  EXPECT_EQ(0, program.Wait());
 }
 
 TEST_P(VideoProbeTest, WhatIsBlackenedStaysBlack) {
