@@ -14,6 +14,11 @@ struct Scaling {
   const char* dpi;  // that the X server's resources name
 };
 
+// Names the tests in ctest's list.
+void PrintTo(const Scaling& scaling, std::ostream* out) {
+  *out << scaling.name;
+}
+
 const Scaling kScalings[] = {
     {"Twice", {{"QT_SCALE_FACTOR", "2"}}, ""},
     {"OneAndAQuarter", {{"QT_SCALE_FACTOR", "1.25"}}, ""},
