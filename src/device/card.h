@@ -66,8 +66,12 @@ class CRQD5Card : public CRQD5WinDriverInterface {
   // stay. Returns: false, nothing written, for format 10 on channel 2.
   bool SetFrameBufferFormat(uint32_t channel, uint32_t format, bool keepBitfile = false);
   bool GetFrameBufferFormat(uint32_t channel, uint32_t* format);
-  // Takes the memory figures again from the registers, for objects beside the one that set them.
+  // Takes the memory figures again from the registers, of the channel whose format leaves the
+  // fewest slots. For objects beside the one that set them.
   bool RefreshMemoryFigures();
+  // Whether the frames of card memory would lie elsewhere with `format` on the channel: then it is
+  // set before a picture is sent.
+  [[nodiscard]] bool SlotsMoveWith(uint32_t channel, uint32_t format, bool* moves);
 
   // ---- frames ----
   bool SetOutputFrame(uint32_t channel, uint32_t frame);

@@ -185,9 +185,29 @@ bool CRQD5Card::GetFrameBufferFormat(uint32_t channel, uint32_t* format) {
 }
 
 bool CRQD5Card::RefreshMemoryFigures() {
-  uint32_t geometry = 0, format = 0;
-  if (!GetFrameGeometry(&geometry) || !GetFrameBufferFormat(RQD5Channel1, &format)) return false;
-  SetMemoryFigures(geometry, format);
+  uint32_t geometry = 0, largest = 0;
+  if (!GetFrameGeometry(&geometry) || !GetFrameBufferFormat(RQD5Channel1, &largest)) return false;
+  const BoardRow* row = FindBoard(boardID_);
+  const bool four = row != nullptr && row->videoOut > 2;
+  for (const uint32_t channel : {RQD5Channel2, RQD5Channel9, RQD5Channel10}) {
+    uint32_t format = 0;
+    if (channel != RQD5Channel2 && !four) continue;
+    if (!GetFrameBufferFormat(channel, &format)) return false;
+    if (FrameCount(boardID_, geometry, format) < FrameCount(boardID_, geometry, largest)) {
+      largest = format;
+    }
+  }
+  SetMemoryFigures(geometry, largest);
+  return true;
+}
+
+bool CRQD5Card::SlotsMoveWith(uint32_t channel, uint32_t format, bool* moves) {
+  uint32_t geometry = 0, present = 0;
+  if (!GetFrameGeometry(&geometry) || !GetFrameBufferFormat(channel, &present)) return false;
+  // The number counts beside the size: deep formats may take two slots of the same size each.
+  *moves =
+      FrameCount(boardID_, geometry, format) != FrameCount(boardID_, geometry, present) ||
+      FrameBufferSize(boardID_, geometry, format) != FrameBufferSize(boardID_, geometry, present);
   return true;
 }
 

@@ -89,14 +89,12 @@ uint32_t CRQD5TestPattern::ShownFrame() {
 }
 
 bool CRQD5TestPattern::DrawOnCard(uint32_t number, const PatternRaster& raster) {
-  // Slots that grow with the format move: then the format comes first, or the picture would be
+  // Slots that change with the format move: then the format comes first, or the picture would be
   // drawn where the card does not look for it.
-  uint32_t geometry = 0;
-  if (!GetFrameGeometry(&geometry) || !RefreshMemoryFigures()) return false;
-  if (FrameBufferSize(GetBoardID(), geometry, frameBufferFormat_) != FrameSlotBytes() &&
-      !SetFrameBufferFormat(channel_, frameBufferFormat_)) {
-    return false;
-  }
+  bool moves = false;
+  if (!SlotsMoveWith(channel_, frameBufferFormat_, &moves)) return false;
+  if (moves && !SetFrameBufferFormat(channel_, frameBufferFormat_)) return false;
+  if (!RefreshMemoryFigures()) return false;
   uint32_t frame = ShownFrame();
   if (!SetOutputFrame(channel_, frame) || !GetOutputFrame(channel_, &frame)) return false;
 
@@ -118,11 +116,15 @@ bool CRQD5TestPattern::DrawByDma(uint32_t number, const PatternRaster& raster, u
   return DmaWriteWithOffset(kDmaEngineFrame, frame, picture.Data(), 0, bytes, true);
 }
 
-// Returns: null when the window does not reach the frame.
+// Frames count from the start of the memory, also those that channel 2 shows: where it has a
+// window of its own, that is the continuation of the first.
+// Returns: null when the window does not reach the frame, and when the memory that is shared out
+// among the slots leaves another distance between them than the slot's size.
 uint8_t* CRQD5TestPattern::FrameWindow(uint32_t frame, uint32_t bytes) {
+  const uint64_t memoryBytes = uint64_t{FrameTotal(boardID_)} * FrameSlotSize(boardID_);
+  if (memoryBytes != uint64_t{FrameSlots()} * FrameSlotBytes()) return nullptr;
   if (!MapFrameBuffers()) return nullptr;
-  const uint32_t base = channel_ == RQD5Channel2 ? Channel2FrameBase() : Channel1FrameBase();
-  const size_t offset = size_t{base - FrameBaseAddress()} + size_t{frame} * FrameSlotBytes();
+  const size_t offset = size_t{frame} * FrameSlotBytes();
   void* memory = MappedMemory(FrameBaseAddress(), offset + bytes);
   return memory != nullptr ? static_cast<uint8_t*>(memory) + offset : nullptr;
 }
