@@ -111,6 +111,8 @@ class NxMediaWAV : public NxMediaFileBase {
 // 96000. Rates without a row of their own count as 60000/1001.
 [[nodiscard]] uint64_t AudioSamplesBefore(int64_t frame, int32_t timeScale, int32_t timeRate,
                                           double sampleRate);
+// True for a rate that has a row of its own there.
+[[nodiscard]] bool HasAudioCadence(int32_t timeScale, int32_t timeRate);
 // The inverse: whole picture frames that `samples` cover.
 [[nodiscard]] int32_t AudioFramesIn(uint64_t samples, int32_t timeScale, int32_t timeRate,
                                     double sampleRate);

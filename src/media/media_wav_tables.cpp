@@ -1,4 +1,5 @@
 // What a WAV clip can hold, and how many samples each picture frame covers.
+#include <algorithm>
 #include <iterator>
 
 #include "media/media_wav.h"
@@ -90,6 +91,12 @@ uint64_t AudioSamplesBefore(int64_t frame, int32_t timeScale, int32_t timeRate, 
   const auto rest = static_cast<int>(frame % 5);
   return cycles * static_cast<uint64_t>(cadence[4]) +
          (rest > 0 ? static_cast<uint64_t>(cadence[rest - 1]) : 0);
+}
+
+bool HasAudioCadence(int32_t timeScale, int32_t timeRate) {
+  return std::any_of(std::begin(kCadences), std::end(kCadences), [&](const CadenceRow& row) {
+    return row.timeScale == timeScale && row.timeRate == timeRate;
+  });
 }
 
 int32_t AudioFramesIn(uint64_t samples, int32_t timeScale, int32_t timeRate, double sampleRate) {

@@ -66,6 +66,7 @@ class Conversion {
   bool ChooseRange();
   void ChooseRate();
   bool ChooseFormat();
+  bool CheckSoundRate();
   bool ChooseSound();
   void DescribeClip();
   bool Create();

@@ -7,6 +7,7 @@
 #include "media/data_vyr.h"
 #include "media/file_handle.h"
 #include "media/media_timecode.h"
+#include "media/media_wav.h"
 #include "media/seq_names.h"
 #include "processing/pixel_format.h"
 #include "tools/conversion.h"
@@ -48,11 +49,20 @@ int32_t FramesBehindNumberOne(const std::string& path) {
   return std::max(0, number - 1);
 }
 
+// The pair as all tables of rates have it: 25/1 becomes 25000/1000. One without such a form stays.
+RateChoice StoredRate(int32_t scale, int32_t rate) {
+  NormalizeVyrRate(&scale, &rate);
+  return {scale, rate};
+}
+
 // Adds what the sidecar says to what the frames say. A frame's header has no place for more of the
 // timecode than its word, so all around the word comes from the sidecar.
 void AddSidecar(NxMediaMetadata found, int32_t framesBehind, NxMediaMetadata* metadata) {
   if ((found.presentFlags & kMetaTimeCode) != 0) {
     NxTimeCodeRecord record = {};
+    const RateChoice rate = StoredRate(found.tcScale, found.tcRate);
+    found.tcScale = rate.scale;
+    found.tcRate = rate.rate;
     if ((metadata->presentFlags & kMetaTimeCode) != 0) {
       found.timeCode = metadata->timeCode;
       if (found.tcScale <= 0 || found.tcRate <= 0) {
@@ -149,12 +159,13 @@ void Conversion::ChooseRate() {
   const NxMediaFileInfo& info = source_.info;
   const NxMediaMetadata& metadata = info.metadata;
   if (info.timeScale > 0 && info.timeRate > 0) {
-    sourceRate_ = {info.timeScale, info.timeRate};
+    sourceRate_ = StoredRate(info.timeScale, info.timeRate);
   } else if ((metadata.presentFlags & kMetaTimeCode) != 0 && metadata.tcScale > 0 &&
              metadata.tcRate > 0) {
     sourceRate_ = {metadata.tcScale, metadata.tcRate};
   }
-  rate_ = options_.rate.scale > 0 ? options_.rate : sourceRate_;
+  const RateChoice told = StoredRate(options_.rate.scale, options_.rate.rate);
+  rate_ = told.scale > 0 ? told : sourceRate_;
   if (sourceRate_.scale == 0) sourceRate_ = rate_;
 }
 
@@ -185,16 +196,34 @@ bool Conversion::ChooseFormat() {
   return true;
 }
 
+bool Conversion::CheckSoundRate() {
+  if (rate_.scale == 0) {
+    return Refuse(NxErrFailure,
+                  options_.source + " has sound, but no frame rate; tell it with --rate.", true);
+  }
+  if (options_.rate.scale > 0 && !HasAudioCadence(rate_.scale, rate_.rate)) {
+    return Refuse(NxErrFailure,
+                  "--rate " + options_.rate.Text() +
+                      " has no place for sound; there are 15000, 24000, 30000 and 60000 "
+                      "with 1000 or 1001, 25000 and 50000 with 1000. Else choose --audio none.",
+                  true);
+  }
+  if (!options_.range.empty() && !HasAudioCadence(sourceRate_.scale, sourceRate_.rate)) {
+    return Refuse(NxErrAudioDataNotSupported,
+                  options_.source + " has " + sourceRate_.Text() +
+                      " frames a second, at which the sound of a range cannot be found; copy the "
+                      "whole clip, or choose --audio none.");
+  }
+  return true;
+}
+
 bool Conversion::ChooseSound() {
   const NxMediaAudioInfo& audio = source_.info.audio;
   AudioChoice choice;
   if (!options_.audio.empty()) (void)ParseAudioChoice(options_.audio, &choice);
   info_.streams = NxStreamsPicture;
   if (audio.fileCount <= 0 || choice.none) return true;
-  if (rate_.scale == 0) {
-    return Refuse(NxErrFailure,
-                  options_.source + " has sound, but no frame rate; tell it with --rate.", true);
-  }
+  if (!CheckSoundRate()) return false;
   info_.audio.fourcc = options_.audio.empty() ? FourCCCode{audio.fourcc} : choice.fourcc;
   info_.audio.channelsPerFile =
       options_.audio.empty() ? int32_t{audio.channelsPerFile} : choice.channelsPerFile;

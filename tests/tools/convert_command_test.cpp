@@ -354,6 +354,88 @@ TEST(ConvertCommand, SoundGoesAlongFrameByFrame) {
   EXPECT_EQ(RunShell(folder, "test ! -e mute.wav").exitCode, 0);
 }
 
+// A sidecar that somebody wrote: its rate as it stands there, a timecode of 00:00:01:00.
+void WriteSidecar(const std::string& path, const std::string& scale, const std::string& rate) {
+  WriteFile(path,
+            "<VYRFileData version=\"1.0\"><MasterClip>src</MasterClip><PARNum>1</PARNum>"
+            "<PARDen>1</PARDen><TimeScale>" +
+                scale + "</TimeScale><TimeRate>" + rate +
+                "</TimeRate><FieldType>0</FieldType><FileDataFlags>2</FileDataFlags>"
+                "<TimeCode version=\"1.0\"><TC>65536</TC><UserBits>0</UserBits>"
+                "<TimeCodeType>1</TimeCodeType><DF>0</DF><TCScale>" +
+                scale + "</TCScale><TCRate>" + rate + "</TCRate></TimeCode></VYRFileData>");
+}
+
+// The samples of a WAV file with a plain header.
+std::vector<int> SamplesOf(const std::string& path) {
+  const std::vector<uint8_t> bytes = ReadWholeFile(path);
+  std::vector<int> samples;
+  for (size_t i = 44; i + 1 < bytes.size(); i += 2) samples.push_back(bytes[i] | bytes[i + 1] << 8);
+  return samples;
+}
+
+TEST(ConvertCommand, ARateInAnyFormFindsItsSound) {
+  const struct {
+    const char* scale;
+    const char* rate;
+    size_t first;  // sample before frame 2, and before frame 4
+    size_t end;
+    const char* storedScale;
+    const char* storedRate;
+  } rows[] = {{"25", "1", 3840, 7680, "25000", "1000"},
+              {"2400", "100", 4000, 8000, "24000", "1000"},
+              {"30", "1", 3200, 6400, "30000", "1000"},
+              {"2997", "100", 3203, 6406, "30000", "1001"},
+              {"2997", "125", 4004, 8008, "24000", "1001"}};
+  for (const auto& row : rows) {
+    const std::string folder = FreshFolder("convert");
+    const std::string pair = std::string(row.scale) + "/" + row.rate;
+    MakeClip(folder, 5);
+    MakeSound(folder + "/src.wav", 1, 12000, 0);
+    // The rate is told with the first copy, and stands in the sidecar for the second one.
+    for (const std::string name : {"told", "found"}) {
+      const std::string told = name == "told" ? " --rate " + pair : "";
+      if (name == "found") WriteSidecar(folder + "/src_000001.vyr", row.scale, row.rate);
+      const ToolRun run =
+          RunTool(folder, "convert src_000001.tga " + name +
+                              " --range 2-3 --start-number 000001 --audio 16au" + told);
+      ASSERT_EQ(run.exitCode, 0) << pair << run.err;
+      const std::vector<int> samples = SamplesOf(folder + "/" + name + ".wav");
+      const size_t tail = name == "found" ? 2048 : 0;  // a block of metadata, in samples
+      ASSERT_EQ(samples.size(), row.end - row.first + tail) << pair;
+      EXPECT_EQ(samples[0], static_cast<int>(row.first)) << pair;
+      EXPECT_EQ(samples[row.end - row.first - 1], static_cast<int>(row.end) - 1) << pair;
+      const Json info = Json::parse(RunTool(folder, "--json info " + name + "_000001.tga").out);
+      EXPECT_EQ(std::to_string(info["timeScale"].get<int>()), row.storedScale) << pair;
+      EXPECT_EQ(std::to_string(info["timeRate"].get<int>()), row.storedRate) << pair;
+    }
+    const std::string sidecar = RunShell(folder, "cat found_000001.vyr").out;
+    EXPECT_NE(sidecar.find(std::string("<TCScale>") + row.storedScale + "<"), std::string::npos);
+    EXPECT_NE(sidecar.find(std::string("<TCRate>") + row.storedRate + "<"), std::string::npos);
+    // 00:00:01:02 as a word.
+    EXPECT_NE(sidecar.find("<TC>33619968<"), std::string::npos) << pair << sidecar;
+    ASSERT_EQ(RunTool(folder, "convert src_000003.tga rest --start-number 000001").exitCode, 0);
+    EXPECT_NE(RunShell(folder, "cat rest_000001.vyr").out.find("<TC>33619968<"), std::string::npos)
+        << pair;
+  }
+}
+
+TEST(ConvertCommand, ARateThatSoundDoesNotKnowIsRefused) {
+  const std::string folder = FreshFolder("convert");
+  MakeClip(folder, 3);
+  MakeSound(folder + "/src.wav", 1, 4000, 0);
+  ToolRun run = RunTool(folder, "convert src_000001.tga new --rate 12/1");
+  EXPECT_EQ(run.exitCode, 2);
+  EXPECT_NE(run.err.find("--rate 12/1"), std::string::npos) << run.err;
+  WriteSidecar(folder + "/src_000001.vyr", "12", "1");
+  run = RunTool(folder, "convert src_000001.tga new --range 1-2");
+  EXPECT_EQ(run.exitCode, 1);
+  EXPECT_NE(run.err.find("12/1 frames a second"), std::string::npos) << run.err;
+  EXPECT_EQ(FilesIn(folder).size(), 5U) << "nothing was made";
+  EXPECT_EQ(RunTool(folder, "convert src_000001.tga whole").exitCode, 0);
+  EXPECT_EQ(RunTool(folder, "convert src_000001.tga mute --audio none --range 1-2").exitCode, 0);
+}
+
 TEST(ConvertCommand, TimecodeAndReelGoAlong) {
   const std::string folder = FreshFolder("convert");
   MakeClip(folder, 4);
