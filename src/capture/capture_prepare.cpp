@@ -173,9 +173,9 @@ NxErr CapturePreparation::AllocateRing() {
 }
 
 NxErr CapturePreparation::InitCirculation() {
-  uint32_t geometry = 0;
-  if (!session_.GetFrameGeometry(&geometry)) return NxErrInitAutoCirculate;
-  const uint32_t frames = FrameCount(session_.GetBoardID(), geometry, cardFormat_);
+  // Another session's channel may leave the card fewer slots than this format does.
+  if (!session_.RefreshMemoryFigures()) return NxErrInitAutoCirculate;
+  const uint32_t frames = session_.FrameSlots();
   if (frames < kLeastFrameCount) return NxErrInitAutoCirculate;
   const uint32_t channel = session_.GetSessionChannel();
   job_.channelSpec = channel | kACInput;

@@ -157,12 +157,6 @@ void PlaybackEngine::FillCardPart() {
 
 bool PlaybackEngine::InitCirculation() {
   PlaybackJob& job = *job_;
-  uint32_t geometry = 0;
-  if (!session_->GetFrameGeometry(&geometry)) return false;
-  const uint32_t frames = FrameCount(session_->GetBoardID(), geometry, job.read.cardLayout);
-  if (frames < kLeastFrameCount) return false;
-  const auto last = static_cast<int32_t>(frames - kLastSlotBack);
-  job.levelLimit = session_->BoardID() == kBoardWithFixedLevel ? kFixedLevel : last;
   // A ring that a crash left running would refuse to be initialised.
   RQD5AutoCirculateStatus status = {};
   const bool known = session_->GetAutoCirculate(job.channelSpec, &status);
@@ -170,6 +164,10 @@ bool PlaybackEngine::InitCirculation() {
   // What the card refuses here shows when AutoCirculate is initialised.
   (void)session_->SetLiveInput(false);
   (void)session_->SetChannelFormat(job.read.cardLayout);
+  // Another session's channel may leave the card fewer slots than this format does.
+  if (!session_->RefreshMemoryFigures() || session_->FrameSlots() < kLeastFrameCount) return false;
+  const auto last = static_cast<int32_t>(session_->FrameSlots() - kLastSlotBack);
+  job.levelLimit = session_->BoardID() == kBoardWithFixedLevel ? kFixedLevel : last;
   const bool flags[8] = {job.carriesTimecode, true, true};
   return session_->InitAutoCirculate(job.channelSpec, 0, last, flags, false);
 }

@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -174,7 +175,8 @@ class CRQD5Card2 : public CRQD5Card {
   bool SetupForCapture();
   bool SetupForIdle();
   bool StopOutput();  // stops AutoCirculate on the channel
-  // Frame buffer format of the channel, and of channel 2 under the dual-stream formats.
+  // Frame buffer format of the channel, and of channel 2 under the dual-stream formats; behind
+  // these channel 2 comes back where its format would leave the card fewer frames.
   bool SetChannelFormat(uint32_t frameBufferFormat);
   // Routes the selected audio input to the recorder of channel 1.
   bool ApplyAudioInput();
@@ -323,6 +325,9 @@ class CRQD5Card2 : public CRQD5Card {
   bool RebuildRouting();
   bool ApplyLink(uint32_t itemId);
   bool ShowStillIn(uint32_t frame, const SessionPicture& picture);
+  [[nodiscard]] bool TakesBackSecondStream(uint32_t frameBufferFormat, uint32_t* format);
+  // Whether the frames of card memory would lie elsewhere after SetChannelFormat().
+  [[nodiscard]] bool ChannelFormatMovesSlots(uint32_t frameBufferFormat, bool* moves);
   bool ShowBars(uint32_t frame);
   uint32_t AnalogBlackSetup(uint32_t itemId);
 
@@ -356,6 +361,7 @@ class CRQD5Card2 : public CRQD5Card {
   uint32_t outputOffset_ = 0;
   float mixerLevel_ = 1.0f;
   bool mixerEnable_ = false;
+  std::optional<uint32_t> secondStreamFormat_;  // what channel 2 was given for two streams
   bool colourTableEnable_ = false;
   uint8_t colourTable_[kColourTableBytes] = {};
   std::vector<uint8_t> inputFrame_;  // as the card stores it; kept from call to call

@@ -235,10 +235,36 @@ bool CRQD5Card2::SetupForIdle() {
 bool CRQD5Card2::SetChannelFormat(uint32_t frameBufferFormat) {
   if (!RequireOpen()) return false;
   bool good = SetFrameBufferFormat(channel_, frameBufferFormat);
+  uint32_t second = 0;
   if (IsDualStream(formatDesc_.videoFormat)) {
-    good &= SetFrameBufferFormat(RQD5Channel2, frameBufferFormat);
+    second = frameBufferFormat;
+    secondStreamFormat_ = second;
+  } else if (!TakesBackSecondStream(frameBufferFormat, &second)) {
+    return good;
   }
-  return good;
+  return SetFrameBufferFormat(RQD5Channel2, second) && good;
+}
+
+// Whether channel 2 still has what this session gave it for two streams, and that leaves fewer
+// slots than the format of one stream does.
+bool CRQD5Card2::TakesBackSecondStream(uint32_t frameBufferFormat, uint32_t* format) {
+  uint32_t geometry = 0, present = 0;
+  if (!secondStreamFormat_ || channel_ == RQD5Channel2) return false;
+  if (!GetFrameGeometry(&geometry) || !GetFrameBufferFormat(RQD5Channel2, &present)) return false;
+  // Channel 2 does not take format 10.
+  *format =
+      frameBufferFormat == FrameBuffer8BitQRez ? uint32_t{FrameBuffer8BitUyvy} : frameBufferFormat;
+  return present == *secondStreamFormat_ &&
+         FrameCount(identity_, geometry, present) < FrameCount(identity_, geometry, *format);
+}
+
+bool CRQD5Card2::ChannelFormatMovesSlots(uint32_t frameBufferFormat, bool* moves) {
+  uint32_t second = frameBufferFormat;
+  if (!SlotsMoveWith(channel_, frameBufferFormat, moves)) return false;
+  const bool both =
+      IsDualStream(formatDesc_.videoFormat) || TakesBackSecondStream(frameBufferFormat, &second);
+  if (*moves || !both) return true;
+  return SlotsMoveWith(RQD5Channel2, second, moves);
 }
 
 void CRQD5Card2::Settle() {

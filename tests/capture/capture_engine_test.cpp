@@ -64,6 +64,15 @@ TEST_F(CaptureEngineTest, ADurationIsThatManyFramesWithTheirSound) {
   EXPECT_EQ("00:00:00:00  ( 0 )", engine_->FramesDroppedText());
 }
 
+// 48-bit pixels on channel 2 leave this board half of its slots, whoever has set them.
+TEST_F(CaptureEngineTest, CapturesInTheSlotsThatTheOtherChannelLeaves) {
+  ASSERT_NO_FATAL_FAILURE(Begin(BarsMachine()));
+  ASSERT_TRUE(engine_->Session().SetFrameBufferFormat(RQD5Channel2, FrameBuffer48BitRgb));
+  ASSERT_NO_FATAL_FAILURE(Run(20));
+  EXPECT_EQ(20, engine_->FramesCaptured());
+  ExpectUnbrokenFrames(20);
+}
+
 TEST_F(CaptureEngineTest, CaptureNowRunsUntilStopAndKeepsWhatIsInTheRing) {
   ASSERT_NO_FATAL_FAILURE(Begin(BarsMachine()));
   ASSERT_NO_FATAL_FAILURE(Launch());

@@ -74,6 +74,15 @@ TEST_F(PlaybackFormatsTest, AnotherRasterIsScaledToTheOutput) {
   }
 }
 
+// 48-bit pixels on channel 2 leave this board half of its slots, whoever has set them.
+TEST_F(PlaybackFormatsTest, PlaysInTheSlotsThatTheOtherChannelLeaves) {
+  ASSERT_NO_FATAL_FAILURE(Begin());
+  ASSERT_TRUE(engine_->Session().SetFrameBufferFormat(RQD5Channel2, FrameBuffer48BitRgb));
+  ASSERT_NO_FATAL_FAILURE(OpenNoise(20));
+  ASSERT_NO_FATAL_FAILURE(PlayToEnd(1));
+  EXPECT_EQ(Count(0, 19), FramesOut());
+}
+
 TEST_F(PlaybackFormatsTest, ABoardWithoutRgbMemoryGetsFourTwoTwo) {
   ASSERT_NO_FATAL_FAILURE(Begin(Machine("", "Maple"), "720x576 @ 25.00i"));
   ASSERT_NO_FATAL_FAILURE(OpenRaster(6, 720, 486));

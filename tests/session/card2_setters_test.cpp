@@ -572,5 +572,32 @@ TEST(SetChannelFormat, TakesChannel2AlongForTwoStreams) {
   EXPECT_EQ(elm.port.Bits(5, 0x1E), 2u);
 }
 
+TEST(SetChannelFormat, GivesBackWhatTheSecondStreamTook) {
+  OpenedBoard elm(BoardElm);
+  ASSERT_TRUE(elm.Format("1920x1080 @ 60.00p"));
+  ASSERT_TRUE(elm.session.SetChannelFormat(FrameBuffer48BitRgb));
+  EXPECT_EQ(elm.port.Bits(5, 0x40), 1u);
+  ASSERT_TRUE(elm.Format("1920x1080 @ 29.97i"));
+  ASSERT_TRUE(elm.session.SetChannelFormat(FrameBuffer48BitRgb));
+  EXPECT_EQ(elm.port.Bits(5, 0x40), 1u);  // one stream has as few slots
+  ASSERT_TRUE(elm.session.SetChannelFormat(FrameBuffer8BitQRez));
+  EXPECT_EQ(elm.port.Bits(5, 0x40), 0u);
+  EXPECT_EQ(elm.port.Bits(5, 0x1E), 1u);
+}
+
+TEST(SetChannelFormat, LeavesAloneWhatAnotherGaveChannel2) {
+  OpenedBoard elm(BoardElm);
+  elm.port.registers[5] = 0x40;
+  ASSERT_TRUE(elm.Format("1920x1080 @ 29.97i"));
+  ASSERT_TRUE(elm.session.SetChannelFormat(FrameBuffer8BitUyvy));
+  EXPECT_EQ(elm.port.registers[5] & 0x5E, 0x40u);
+  ASSERT_TRUE(elm.Format("1920x1080 @ 60.00p"));
+  ASSERT_TRUE(elm.session.SetChannelFormat(FrameBuffer48BitRgb));
+  elm.port.registers[5] = 0x40 | 0xC;  // meanwhile
+  ASSERT_TRUE(elm.Format("1920x1080 @ 29.97i"));
+  ASSERT_TRUE(elm.session.SetChannelFormat(FrameBuffer8BitUyvy));
+  EXPECT_EQ(elm.port.registers[5] & 0x5E, 0x4Cu);
+}
+
 }  // namespace
 }  // namespace morvane
