@@ -117,8 +117,13 @@ bool CRQD5Card2::ShowStillIn(uint32_t frame, const SessionPicture& picture) {
     GetOutputFrame(channel_, &shown);
     frame = shown == 0 ? 1 : 0;
   }
+  // A frame lies where the format of its time puts it: where that changes, the format comes first.
+  // Else it comes last, so that the picture on the output stays whole until the new one is there.
+  bool first = false;
+  if (!ChannelFormatMovesSlots(picture.frameBufferFormat, &first)) return false;
+  bool good = !first || SetChannelFormat(picture.frameBufferFormat);
   if (!DmaWriteFrame(frame, picture.data, picture.bytes)) return false;
-  bool good = SetChannelFormat(picture.frameBufferFormat);
+  if (!first) good &= SetChannelFormat(picture.frameBufferFormat);
   good &=
       WriteField(RegisterField::FrameOrientation, picture.topDown ? 0 : 1, ChannelIndex(channel_));
   good &= SetChannelMode(channel_, 0, keepTiming_);
@@ -208,10 +213,13 @@ bool CRQD5Card2::SetMixer(const SessionPicture& picture, float level, bool enabl
   level = level < 0 ? 0 : level > 1 ? 1 : level;
   bool good = true;
   if (picture.data != nullptr) {
-    if (FrameSlots() < 2) return false;
+    bool first = false;
+    if (!SlotsMoveWith(RQD5Channel2, picture.frameBufferFormat, &first)) return false;
+    if (first) good &= SetFrameBufferFormat(RQD5Channel2, picture.frameBufferFormat);
+    if (!RefreshMemoryFigures() || FrameSlots() < 2) return false;
     const uint32_t frame = FrameSlots() - 2;
     if (!DmaWriteFrame(frame, picture.data, picture.bytes)) return false;
-    good &= SetFrameBufferFormat(RQD5Channel2, picture.frameBufferFormat);
+    if (!first) good &= SetFrameBufferFormat(RQD5Channel2, picture.frameBufferFormat);
     good &= WriteField(RegisterField::FrameOrientation, picture.topDown ? 0 : 1,
                        ChannelIndex(RQD5Channel2));
     good &= SetOutputFrame(RQD5Channel2, frame);

@@ -90,6 +90,81 @@ TEST(SessionOnCard, ReadsWhatTheLiveInputShows) {
   EXPECT_NEAR(blue[2], 0, 3);
 }
 
+// A picture of one luma.
+std::vector<uint8_t> FlatRgb48(size_t pixels, uint8_t high) {
+  std::vector<uint8_t> bytes(pixels * 6);
+  for (size_t i = 0; i < bytes.size(); ++i) bytes[i] = i % 2 == 1 ? high : 0;
+  return bytes;
+}
+
+SessionPicture PictureOf(const std::vector<uint8_t>& bytes, uint32_t format) {
+  SessionPicture picture;
+  picture.data = bytes.data();
+  picture.bytes = static_cast<uint32_t>(bytes.size());
+  picture.frameBufferFormat = format;
+  return picture;
+}
+
+// 48-bit pixels leave half the slots; stills of both kinds in turn lie where the card shows them.
+TEST(SessionOnCard, AStillLiesWhereItsFormatPutsTheFrame) {
+  ManualClock clock;
+  SimulatedBoard board(BoardElm);
+  ASSERT_TRUE(board.opened);
+  ASSERT_TRUE(board.Choose(SessionFamily::VideoFormat, "1920x1080 @ 29.97i"));
+  const std::vector<uint8_t> deep = FlatRgb48(1920 * 1080, 0x80);
+  std::vector<uint8_t> plain(1920 * 1080 * 2);
+  for (size_t i = 0; i < plain.size(); ++i) plain[i] = static_cast<uint8_t>(i * 7 % 251);
+  for (int i = 0; i < 4; ++i) {
+    const bool isDeep = i % 2 == 0;
+    const std::vector<uint8_t>& bytes = isDeep ? deep : plain;
+    const uint32_t format = isDeep ? FrameBuffer48BitRgb : FrameBuffer8BitUyvy;
+    ASSERT_TRUE(board.session.ShowStill(PictureOf(bytes, format))) << board.session.GetLastError();
+    uint32_t shown = 0;
+    ASSERT_TRUE(board.session.GetOutputFrame(RQD5Channel1, &shown));
+    std::vector<uint8_t> back(bytes.size());
+    ASSERT_TRUE(board.session.DmaReadFrame(shown, back.data(), static_cast<uint32_t>(back.size())));
+    EXPECT_TRUE(back == bytes) << "still " << i;
+  }
+}
+
+TEST(SessionOnCard, TheOverlayLiesInASlotThatTheCardHas) {
+  ManualClock clock;
+  SimulatedBoard board(BoardElm);
+  ASSERT_TRUE(board.opened);
+  ASSERT_TRUE(board.Choose(SessionFamily::VideoFormat, "1920x1080 @ 29.97i"));
+  std::vector<uint8_t> overlay(1920 * 1080 * 4);
+  for (size_t i = 0; i < overlay.size(); ++i) overlay[i] = static_cast<uint8_t>(i * 11 % 253);
+  struct Case {
+    uint32_t first, second;  // formats of the channels before
+    uint32_t slot;
+  };
+  for (const Case& wanted : {Case{16, 1, 14}, Case{1, 16, 30}, Case{1, 1, 30}}) {
+    ASSERT_TRUE(board.session.SetFrameBufferFormat(RQD5Channel1, wanted.first));
+    ASSERT_TRUE(board.session.SetFrameBufferFormat(RQD5Channel2, wanted.second));
+    ASSERT_TRUE(board.session.SetMixer(PictureOf(overlay, FrameBuffer8BitArgb), 1, true));
+    uint32_t shown = 0;
+    ASSERT_TRUE(board.session.GetOutputFrame(RQD5Channel2, &shown));
+    EXPECT_EQ(shown, wanted.slot);
+    std::vector<uint8_t> back(overlay.size());
+    ASSERT_TRUE(board.session.DmaReadFrame(shown, back.data(), static_cast<uint32_t>(back.size())));
+    EXPECT_TRUE(back == overlay) << wanted.first << ' ' << wanted.second;
+    std::fill(overlay.begin(), overlay.end(), static_cast<uint8_t>(overlay[0] + 1));
+  }
+}
+
+TEST(SessionOnCard, OneStreamHasAllSlotsAgainAfterTwo) {
+  ManualClock clock;
+  SimulatedBoard board(BoardElm);
+  ASSERT_TRUE(board.opened);
+  const bool flags[8] = {};
+  ASSERT_TRUE(board.Choose(SessionFamily::VideoFormat, "1920x1080 @ 60.00p"));
+  ASSERT_TRUE(board.session.SetChannelFormat(FrameBuffer48BitRgb));
+  EXPECT_FALSE(board.session.InitAutoCirculate(RQD5Channel1, 0, 28, flags, false));
+  ASSERT_TRUE(board.Choose(SessionFamily::VideoFormat, "1920x1080 @ 29.97i"));
+  ASSERT_TRUE(board.session.SetChannelFormat(FrameBuffer8BitUyvy));
+  EXPECT_TRUE(board.session.InitAutoCirculate(RQD5Channel1, 0, 28, flags, false));
+}
+
 TEST(SessionOnCard, AppliesItsConfiguration) {
   ManualClock clock;
   SimulatedBoard board(BoardLarch);
