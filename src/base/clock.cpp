@@ -18,6 +18,8 @@ constexpr int64_t kNsPerSecond = 1000000000;
 // What a ManualClock puts in place of the system's time.
 std::atomic<bool> g_manual{false};
 std::atomic<int64_t> g_manualNowNs{0};
+std::atomic<int64_t> g_lookNs{0};  // by which each of so many looks moves it on
+std::atomic<int> g_looks{0};
 // Added to the system's time, so that time does not jump back when a ManualClock ends.
 std::atomic<int64_t> g_offsetNs{0};
 
@@ -59,7 +61,10 @@ timespec SystemTime(int64_t deadlineNs) {
 
 int64_t NxClockNowNs() {
   if (g_manual.load(std::memory_order_acquire)) {
-    return g_manualNowNs.load(std::memory_order_acquire);
+    if (g_looks.load(std::memory_order_acquire) <= 0 || g_looks.fetch_sub(1) <= 0) {
+      return g_manualNowNs.load(std::memory_order_acquire);
+    }
+    return g_manualNowNs.fetch_add(g_lookNs.load());
   }
   return SystemNowNs() + g_offsetNs.load(std::memory_order_relaxed);
 }
@@ -121,6 +126,7 @@ ClockMonitor::Sleeper::~Sleeper() {
 ManualClock::ManualClock() {
   SleepersLock lock;
   g_manualNowNs.store(NxClockNowNs(), std::memory_order_release);
+  g_looks.store(0);
   g_manual.store(true, std::memory_order_release);
 }
 
@@ -141,6 +147,12 @@ void ManualClock::Advance(int64_t nanoseconds) {
     ClockMonitor::Guard guard(sleeper->monitor_);
     sleeper->monitor_->NotifyAll();
   }
+}
+
+void ManualClock::AdvanceWithLooks(int64_t nanoseconds, int looks) {
+  g_looks.store(0);
+  g_lookNs.store(nanoseconds);
+  g_looks.store(looks, std::memory_order_release);
 }
 
 int ManualClock::SleepersNow() {

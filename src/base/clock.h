@@ -26,6 +26,9 @@ class ManualClock {
   ManualClock& operator=(const ManualClock&) = delete;
 
   void Advance(int64_t nanoseconds);  // wakes the sleepers that are due
+  // The next `looks` looks at the clock, of any thread, find it where it is and leave it that much
+  // further on, as if work behind each took so long. Wakes nobody.
+  void AdvanceWithLooks(int64_t nanoseconds, int looks);
   // Blocks, in real time, until at least `count` threads are in a sleep or a wait with a time-out
   // whose deadline is still to come. After Advance() this tells that those who woke have done
   // their round and sleep again.

@@ -5,6 +5,11 @@
 
 // The serial port, and the tape machine behind it.
 namespace morvane {
+namespace {
+
+constexpr int64_t kNever = std::numeric_limits<int64_t>::max();
+
+}  // namespace
 
 void SimulatedCard::AdvanceLine() {
   const CardUart::Events events = uart_.AdvanceTo(nowNs_);
@@ -24,6 +29,13 @@ void SimulatedCard::AdvanceDeck() {
 int64_t SimulatedCard::NextDeckNs() const {
   const int64_t line = uart_.NextEventNs();
   return deck_ ? std::min(line, deck_->NextEventNs()) : line;
+}
+
+bool SimulatedCard::AdvanceDeckToNow() {
+  const std::lock_guard<std::mutex> lock(group_->mutex);
+  if (NextDeckNs() == kNever) return false;
+  Advance();
+  return NextDeckNs() != kNever;
 }
 
 void SimulatedCard::SetDeckFaults(const DeckFaultDescription& faults) {

@@ -13,6 +13,7 @@
 #include <cstring>
 
 #include "base/clock.h"
+#include "simulator/simulated_driver.h"
 
 namespace morvane {
 namespace {
@@ -22,6 +23,7 @@ static_assert(std::atomic<bool>::is_always_lock_free, "Stop() may run in a signa
 constexpr int kBacklog = 64;
 constexpr int64_t kNsPerMs = 1000000;
 constexpr int64_t kNsPerSecond = 1000 * kNsPerMs;
+constexpr int64_t kDeckLookNs = 50 * kNsPerMs;  // while a tape machine records
 // With no socket to be had, the port is left alone so long.
 constexpr int64_t kAcceptPauseNs = 100 * kNsPerMs;
 // A machine that went away without a word is noticed after about two minutes.
@@ -114,7 +116,9 @@ bool NubServer::ServeRound(int64_t longestMs) {
   for (const NubConnection& client : clients_) {
     polled.push_back({client.Socket(), static_cast<short>(client.WantedEvents()), 0});
   }
-  const int64_t due = NextDueNs();
+  int64_t due = NextDueNs();
+  // No client need ask: what a tape machine records would all have to be passed at once then.
+  if (cards_.Driver().AdvanceDecks()) due = std::min(due, NxClockNowNs() + kDeckLookNs);
   int64_t waitNs = longestMs < 0 ? kClockForeverNs : longestMs * kNsPerMs;
   if (due != kClockForeverNs) {
     waitNs = std::min(waitNs, std::max<int64_t>(due - NxClockNowNs(), 0));

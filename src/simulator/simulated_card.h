@@ -115,6 +115,10 @@ class SimulatedCard {
   [[nodiscard]] bool Transfer(const TransferRequest& request,
                               RQD5AutoCirculateTransferStatus* status);
 
+  // Passes what the serial line and a tape machine that records have missed. Nothing is lost when
+  // nobody asks for long, but then the next request takes long.
+  // Returns: true while there is more of it to come.
+  bool AdvanceDeckToNow();
   // What is wrong with the deck on its port from now on. For tests.
   void SetDeckFaults(const DeckFaultDescription& faults);
 

@@ -391,6 +391,12 @@ bool SimulatedDriver::WaitEvent(DriverEvent event, uint32_t timeoutMs) {
   }
 }
 
+bool SimulatedDriver::AdvanceDecks() {
+  bool again = false;
+  for (const auto& card : cards_) again = card->AdvanceDeckToNow() || again;
+  return again;
+}
+
 void* SimulatedDriver::MappedMemory(DriverHandle handle, uint32_t base, size_t bytes) {
   SimulatedCard* card = CardOf(handle);
   return card == nullptr ? nullptr : card->MappedMemory(base, bytes);

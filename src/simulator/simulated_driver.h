@@ -40,6 +40,9 @@ class SimulatedDriver : public DriverPort {
   void* MappedMemory(DriverHandle handle, uint32_t base, size_t bytes) override;
   UserMemory& Memory() override { return memory_; }
 
+  // Lets no tape machine that records fall behind; see SimulatedCard::AdvanceDeckToNow().
+  // Returns: true while one should be looked after again soon.
+  bool AdvanceDecks();
   // What is wrong with the deck of the `index`-th card from now on. For tests.
   void SetDeckFaults(size_t index, const DeckFaultDescription& faults) {
     cards_[index]->SetDeckFaults(faults);

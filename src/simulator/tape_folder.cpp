@@ -20,7 +20,9 @@ namespace {
 
 constexpr char kIndexName[] = "tape.db";
 constexpr char kLockName[] = "lock";
-constexpr size_t kMostWaiting = 16;
+// What may wait to be written: with pictures that differ some 32 of them in 1080 lines, of one that
+// stands still all that goes by in a minute.
+constexpr size_t kMostWaitingBytes = 192u << 20;
 
 PlainTrack PlainOf(const TapeFacts& facts) {
   return {facts.rate, facts.first, facts.pictures};
@@ -234,7 +236,14 @@ void TapeFolder::Record(TapeRecording recording) {
   std::unique_lock<std::mutex> lock(mutex_);
   if (lock_ < 0 || !failure_.empty() || recording.channels == 0) return;
   if (recording.picture < 0 || recording.picture >= Pictures()) return;
-  changed_.wait(lock, [this] { return waiting_.size() < 2 * kMostWaiting; });
+  changed_.wait(lock, [this] { return waitingBytes_ < kMostWaitingBytes; });
+  size_t bytes = recording.sound.size() * sizeof(int32_t);
+  const bool shared = !waiting_.empty() && waiting_.back()->image == recording.image;
+  if (recording.image != nullptr && !shared) {
+    bytes += PlainLayout(FourCC("v219"), format_.width, format_.height).Bytes();
+  }
+  waitingBytes_ += bytes;
+  waitingSizes_.push_back(bytes);
   waiting_.push_back(std::make_shared<const TapeRecording>(std::move(recording)));
   if (!thread_.joinable()) thread_ = std::thread([this] { Run(); });
   changed_.notify_all();
@@ -242,7 +251,7 @@ void TapeFolder::Record(TapeRecording recording) {
 
 void TapeFolder::WaitForRoom() {
   std::unique_lock<std::mutex> lock(mutex_);
-  changed_.wait(lock, [this] { return waiting_.size() < kMostWaiting; });
+  changed_.wait(lock, [this] { return waitingBytes_ < kMostWaitingBytes / 2; });
 }
 
 void TapeFolder::Flush() {
@@ -278,6 +287,8 @@ void TapeFolder::Run() {
     const std::lock_guard<std::mutex> lock(mutex_);
     if (!written) failure_ = error;
     waiting_.pop_front();
+    waitingBytes_ -= waitingSizes_.front();
+    waitingSizes_.pop_front();
     changed_.notify_all();
   }
 }

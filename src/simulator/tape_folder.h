@@ -75,9 +75,9 @@ class TapeFolder : public TapeTrack {
   [[nodiscard]] static SignalFrameRef Signal(std::shared_ptr<const TapeFolder> tape,
                                              int64_t picture, bool audible, uint32_t sampleRate);
 
-  // Requires: opened for a deck. Waits while too many pictures are still to be written.
+  // Requires: opened for a deck. Waits while too much is still to be written.
   void Record(TapeRecording recording);
-  // Returns when fewer pictures wait than the tape may hold.
+  // Returns when half of what may wait to be written has room.
   void WaitForRoom();
   // Returns when everything is written.
   void Flush();
@@ -120,6 +120,8 @@ class TapeFolder : public TapeTrack {
   std::map<std::string, int64_t> uses_;            // of pictures and sounds
   bool removes_ = true;                            // files that no row names any more
   std::deque<std::shared_ptr<const TapeRecording>> waiting_;
+  std::deque<size_t> waitingSizes_;  // of each, in memory,
+  size_t waitingBytes_ = 0;          // and of all
   bool stop_ = false;
   std::string failure_;  // empty: none
   std::thread thread_;

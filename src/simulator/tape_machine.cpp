@@ -284,6 +284,14 @@ void TapeMachine::EndRecording(bool partial) {
   wantsPicture_ = false;
 }
 
+void TapeMachine::GiveUpRecording() {
+  if (!RecordsOrWill()) return;
+  std::fprintf(stderr, "morvane: the recording on tape ends: \"%s\" is written too slowly\n",
+               tape_->Path().c_str());
+  deck_->Transport().EndRecording();
+  EndRecording(true);
+}
+
 void TapeMachine::WaitForRoom() {
   if (tape_) tape_->WaitForRoom();
 }

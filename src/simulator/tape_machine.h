@@ -41,6 +41,8 @@ class TapeMachine : public DeckCommands {
   void PushPicture(PictureRef picture);
   // Sound that has left the card since the last boundary.
   void PushSound(const std::vector<int32_t>& samples, uint32_t channels, uint32_t sampleRate);
+  // Nothing is recorded any more, because the tape cannot be written as fast as it runs.
+  void GiveUpRecording();
   // Waits while too much is still to be written. Threads: any, without the card's lock.
   void WaitForRoom();
 

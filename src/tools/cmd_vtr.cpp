@@ -4,6 +4,7 @@
 #include <memory>
 
 #include "base/system.h"
+#include "device/registers.h"
 #include "session/control.h"
 #include "simulator/input_source.h"
 #include "tools/card_door.h"
@@ -77,9 +78,13 @@ int FailAsMachine(const CommandContext& context, CRQD5Control* control, const Vt
   return Fail(context, NxErrVtrNotReady);
 }
 
-void Wait(uint32_t milliseconds) {
+// A card that nobody asks passes no time: what a machine records meanwhile would all have to be
+// passed with the next question.
+void Wait(CRQD5Control* control, uint32_t milliseconds) {
   for (uint32_t passed = 0; passed < milliseconds && !StopAsked(); passed += kSliceMs) {
     NxSleep(kSliceMs);
+    uint32_t ignored = 0;
+    (void)control->ReadRegister(RegisterNumber(RegisterField::BoardIdentity), &ignored);
   }
 }
 
@@ -103,7 +108,7 @@ int Drive(CommandContext& context, const VtrOptions& options, const VtrCommand& 
     return FailAsMachine(context, control, command);
   }
   if (command.steps) AwaitStep(control);
-  Wait(static_cast<uint32_t>(options.holdSeconds * 1000));
+  Wait(control, static_cast<uint32_t>(options.holdSeconds * 1000));
   const DeckReport report = AskDeck(control);
   if (!report.answers) return Fail(context, NxErrVtrOffline);
   if (context.json) {

@@ -26,6 +26,16 @@ TEST(ManualClock, StandsStillButForAdvance) {
   EXPECT_EQ(NxClockNowNs(), start + 5);
 }
 
+TEST(ManualClock, LooksMayCostTime) {
+  ManualClock clock;
+  const int64_t start = NxClockNowNs();
+  clock.AdvanceWithLooks(7, 2);
+  EXPECT_EQ(NxClockNowNs(), start);
+  EXPECT_EQ(NxClockNowNs(), start + 7);
+  EXPECT_EQ(NxClockNowNs(), start + 14);
+  EXPECT_EQ(NxClockNowNs(), start + 14);
+}
+
 TEST(ManualClock, TimeDoesNotRunBackWhenItEnds) {
   int64_t end = 0;
   {

@@ -6,10 +6,12 @@
 #include <unistd.h>
 
 #include <deque>
+#include <filesystem>
 #include <memory>
 #include <thread>
 
 #include "base/clock.h"
+#include "simulator/deck_client.h"
 #include "simulator/nub_raw_client.h"
 #include "simulator/simulated_driver.h"
 #include "simulator/simulated_machine.h"
@@ -340,6 +342,36 @@ TEST_F(NubServerTest, ItServesAgainOnAPortThatWasJustInUse) {
   NubServer again(&machine_.Driver(), options);
   std::string error;
   EXPECT_TRUE(again.Listen(&error)) << error;
+}
+
+size_t FilesBelow(const std::string& folder) {
+  size_t files = 0;
+  std::error_code error;
+  for (const auto& entry : std::filesystem::recursive_directory_iterator(folder, error)) {
+    if (entry.is_regular_file(error)) ++files;
+  }
+  return files;
+}
+
+TEST(NubServerDeck, ATapeIsRecordedThoughNobodyAsks) {
+  ManualClock clock;
+  const MachineDescription description = ElmWithBars();
+  const std::string pictures = description.cards[0].deck.tape + "/pictures";
+  SimulatedMachine machine(description);
+  machine.Install();
+  NubServerOptions options;
+  options.port = 0;
+  NubServer server(&machine.Driver(), options);
+  std::string error;
+  ASSERT_TRUE(server.Listen(&error)) << error;
+  DeckClient client(&machine.Driver(), &clock);
+  ASSERT_EQ(client.Ask("20 02"), "10 01 11");  // and from here on, silence
+  EXPECT_EQ(FilesBelow(pictures), 0u);
+  for (int i = 0; i < 2000 && FilesBelow(pictures) == 0; ++i) {
+    clock.Advance(50000000);
+    ASSERT_TRUE(server.ServeRound(10));
+  }
+  EXPECT_GE(FilesBelow(pictures), 1u);
 }
 
 }  // namespace

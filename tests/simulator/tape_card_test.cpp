@@ -327,6 +327,38 @@ TEST_F(TapeCardTest, AnAssembleRecordsAllAndGoesOnUntilItIsStopped) {
   }
 }
 
+// What passes while the pictures of `ns` are recorded is passed too, before the command counts.
+TEST_F(TapeCardTest, ACommandAfterALongRecordingIsHeard) {
+  Cue("00 59 59 00");
+  EXPECT_EQ(client_->Ask("20 02"), "10 01 11");
+  Boundary(20);
+  EXPECT_EQ(client_->Status().substr(0, 5), "00 03");
+  clock_.Advance(3000000000);
+  clock_.AdvanceWithLooks(400000000, 1);  // 75 pictures have cost ten of them
+  EXPECT_EQ(client_->Ask("20 00"), "10 01 11");
+  EXPECT_EQ(client_->Status().substr(0, 5), "00 20");
+  const int64_t stopped = TapeCountOfText(TapeRate::Of(k625, false), client_->Timecode()) - kFirst;
+  EXPECT_GE(stopped, 225 + 5 + 75 + 10);
+  TakeDown();
+  const std::vector<Place> after = ReadTape(tape_, 225, stopped);
+  for (const Place& place : after) EXPECT_EQ(place.picture, after[0].picture);
+}
+
+TEST_F(TapeCardTest, ARecordingThatCostsMoreTimeThanItLastsIsGivenUp) {
+  Cue("00 59 59 00");
+  EXPECT_EQ(client_->Ask("20 02"), "10 01 11");
+  Boundary(20);
+  clock_.AdvanceWithLooks(1200000000, 1000);
+  ::testing::internal::CaptureStderr();
+  client_->Write({0x20});
+  clock_.AdvanceWithLooks(0, 0);
+  EXPECT_NE(::testing::internal::GetCapturedStderr().find("is written too slowly"),
+            std::string::npos);
+  clock_.Advance(20000000);
+  EXPECT_EQ(client_->Status().substr(0, 5), "00 01");  // it plays on
+  EXPECT_EQ(client_->Ask("20 00"), "10 01 11");
+}
+
 TEST_F(TapeCardTest, APreviewRecordsNothing) {
   Cue("00 59 59 00");
   const std::vector<Place> before = ReadTape(tape_, 250, 275);

@@ -6,9 +6,13 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <atomic>
+#include <chrono>
 #include <csignal>
 #include <filesystem>
 #include <fstream>
+#include <future>
+#include <thread>
 
 #include "base/file_io.h"
 #include "media/codec/md5.h"
@@ -343,6 +347,52 @@ TEST(TapeFolder, AnIndexThatCannotBeReadToItsEndCostsNoFile) {
   }
   EXPECT_EQ(FilesBelow(path + "/pictures"), pictures);
   EXPECT_EQ(FilesBelow(path + "/sound"), sounds);
+}
+
+// A picture that is not stored before the gate is opened.
+class GatePicture : public SignalPicture {
+ public:
+  GatePicture(PictureRef picture, std::shared_future<void> gate)
+      : picture_(std::move(picture)), gate_(std::move(gate)) {}
+  uint32_t Width() const override { return picture_->Width(); }
+  uint32_t Height() const override { return picture_->Height(); }
+  void Store(const FrameLayout& layout, uint8_t* out) const override {
+    gate_.wait();
+    picture_->Store(layout, out);
+  }
+
+ private:
+  PictureRef picture_;
+  std::shared_future<void> gate_;
+};
+
+// Who records holds the card's time; a disk that pauses does not.
+TEST(TapeFolder, APictureThatStandsStillDoesNotWaitForTheDisk) {
+  constexpr int kPictures = 200;
+  const std::string path = NewTape();
+  const auto tape = Opened(path);
+  std::promise<void> gate;
+  const auto still = std::make_shared<GatePicture>(Flat(*tape, 90, 77, 200), gate.get_future());
+  std::atomic<int> recorded{0};
+  std::thread recorder([&] {
+    for (int64_t p = 0; p < kPictures; ++p) {
+      TapeRecording recording = RecordingOf(*tape, p, kDeckAll, 60);
+      recording.image = still;
+      tape->Record(std::move(recording));
+      ++recorded;
+    }
+  });
+  for (int i = 0; i < 3000 && recorded < kPictures; ++i) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  }
+  EXPECT_EQ(recorded, kPictures);
+  gate.set_value();
+  recorder.join();
+  tape->Flush();
+  std::string error;
+  EXPECT_FALSE(tape->Failed(&error)) << error;
+  const std::string sum = SumOf(*tape, Flat(*tape, 90, 77, 200));
+  for (const int64_t p : {0, 31, 33, kPictures - 1}) EXPECT_EQ(PictureSum(*tape, p), sum) << p;
 }
 
 std::string OnlyFileBelow(const std::string& folder) {

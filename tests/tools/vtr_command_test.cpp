@@ -1,9 +1,12 @@
 // The tape machine and its tapes, run as a script runs them.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <nlohmann/json.hpp>
 #include <string>
 #include <thread>
@@ -31,10 +34,12 @@ int PicturesOf(const std::string& timecode) {
 // A folder with a machine of its own, in 625 lines; its tape is made by the first command.
 class Room {
  public:
-  explicit Room(const std::string& more = "") : folder_(FreshFolder("vtr")) {
+  explicit Room(const std::string& more = "", const std::string& machine = "")
+      : folder_(FreshFolder("vtr")) {
     WriteFile(folder_ + "/m.toml",
-              "[[card]]\nboard = \"Elm\"\n[card.input1]\nsource = \"tape\"\n"
-              "[card.vtr]\ntape = \"reel\"\nformat = \"625 50.00\"\nlength = 3600\n" +
+              machine +
+                  "[[card]]\nboard = \"Elm\"\n[card.input1]\nsource = \"tape\"\n"
+                  "[card.vtr]\ntape = \"reel\"\nformat = \"625 50.00\"\nlength = 3600\n" +
                   more);
   }
   [[nodiscard]] const std::string& Folder() const { return folder_; }
@@ -108,6 +113,21 @@ TEST(VtrCommand, AMachineThatAnotherProcessSetRunningTellsItsOwnSpeed) {
   expect("play --hold 0.8", "Play", 1.0);
   expect("still", "Still", 0.0);
   expect("stop", "Stop", 0.0);
+}
+
+TEST(VtrCommand, AHeldRecordingIsLookedAfterAllTheTime) {
+  const Room room("", "trace = \"trace.txt\"\n");
+  const auto requests = [&](const std::string& command) {
+    EXPECT_EQ(room.Vtr(command)["status"], "Record") << command;
+    std::ifstream file(room.Folder() + "/trace.txt");
+    return std::count(std::istreambuf_iterator<char>(file), {}, '\n');
+  };
+  const auto few = requests("record");
+  EXPECT_GE(few, 1);
+  EXPECT_GE(requests("record --hold 3"), few + 100);
+  const Json told = room.Vtr("status");
+  EXPECT_EQ(told["status"], "Stop");  // it ended with its program
+  EXPECT_GT(told["timecode"], "00:59:51:00");
 }
 
 TEST(VtrCommand, BothMannersOfAcknowledgingAreUnderstood) {
