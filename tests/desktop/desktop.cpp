@@ -49,6 +49,22 @@ std::string ReadFile(const std::string& path) {
   return text.str();
 }
 
+// A PPM file as a screenshot; empty when it is none.
+Screen ReadPicture(const std::string& picture) {
+  Screen screen;
+  std::istringstream text(picture);
+  std::string magic;
+  int depth = 0;
+  text >> magic >> screen.width >> screen.height >> depth;
+  text.get();
+  const auto begin = static_cast<size_t>(std::max<std::streamoff>(text.tellg(), 0));
+  const size_t bytes = static_cast<size_t>(screen.width) * static_cast<size_t>(screen.height) * 3;
+  if (magic == "P6" && depth == 255 && picture.size() - begin >= bytes) {
+    screen.rgb.assign(picture.begin() + static_cast<ptrdiff_t>(begin), picture.end());
+  }
+  return screen;
+}
+
 }  // namespace
 
 bool Eventually(const std::function<bool()>& holds) {
@@ -110,18 +126,12 @@ void Desktop::Click(int x, int y) const {
 }
 
 Screen Desktop::Shoot() const {
-  const std::string picture = Tell("import -silent -window root -depth 8 ppm:-");
   Screen screen;
-  std::istringstream text(picture);
-  std::string magic;
-  int depth = 0;
-  text >> magic >> screen.width >> screen.height >> depth;
-  text.get();
-  const auto begin = static_cast<size_t>(std::max<std::streamoff>(text.tellg(), 0));
-  const size_t bytes = static_cast<size_t>(screen.width) * static_cast<size_t>(screen.height) * 3;
-  if (magic == "P6" && depth == 255 && picture.size() - begin >= bytes) {
-    screen.rgb.assign(picture.begin() + static_cast<ptrdiff_t>(begin), picture.end());
-  }
+  // It looks at all windows too, and may meet one that goes.
+  (void)Eventually([&] {
+    screen = ReadPicture(Tell("import -silent -window root -depth 8 ppm:- 2>/dev/null"));
+    return !screen.rgb.empty();
+  });
   return screen;
 }
 
@@ -187,10 +197,18 @@ std::string Program::Errors() const {
 }
 
 std::vector<std::string> Program::Windows() const {
-  std::istringstream found(
-      desktop_.Do("search --maxdepth 1 --onlyvisible --pid " + std::to_string(Pid())));
+  // Windows come and go while xdotool looks at them one by one: then it ends with an error.
+  std::string found;
+  (void)Eventually([&] {
+    found = desktop_.Tell("xdotool search --maxdepth 1 --onlyvisible --pid " +
+                          std::to_string(Pid()) + " 2>&1");
+    return found.find("Error") == std::string::npos;
+  });
+  std::istringstream lines(found);
   std::vector<std::string> windows;
-  for (std::string window; std::getline(found, window);) windows.push_back(window);
+  for (std::string line; std::getline(lines, line);) {
+    if (line.find_first_not_of("0123456789") == std::string::npos) windows.push_back(line);
+  }
   return windows;
 }
 
@@ -245,9 +263,11 @@ nlohmann::json MorvaneProgram::Focused() {
 bool MorvaneProgram::Started() {
   // Before it has a handler the signal would end it: the window first.
   if (!Eventually([&] { return !Window().empty() || !Runs(); })) return false;
-  const std::array<int, 4> place = Place();
   // The bar behind the tabs.
-  const auto painted = [&] { return desktop_.Shoot().At(place[0] + 500, place[1] + 112)[2] > 80; };
+  const auto painted = [&] {
+    const std::array<int, 4> place = Place();
+    return desktop_.Shoot().At(place[0] + 500, place[1] + 112)[2] > 80;
+  };
   const auto active = [&] {
     const nlohmann::json dump = Dump();
     return dump.is_object() && dump["active"] == true;
@@ -276,15 +296,18 @@ void MorvaneProgram::ClickOn(const std::string& member) {
 }
 
 std::array<int, 4> MorvaneProgram::Place() const {
-  const std::string window = Window();
-  const std::string shell =
-      window.empty() ? window : desktop_.Do("getwindowgeometry --shell " + window);
   std::array<int, 4> place{};
   const std::array<const char*, 4> names = {"X=", "Y=", "WIDTH=", "HEIGHT="};
-  for (size_t i = 0; i < names.size(); ++i) {
-    const size_t at = shell.find(std::string("\n") + names[i]);
-    if (at != std::string::npos) place[i] = atoi(shell.c_str() + at + 1 + strlen(names[i]));
-  }
+  (void)Eventually([&] {
+    const std::string window = Window();
+    if (window.empty()) return true;
+    const std::string shell = desktop_.Do("getwindowgeometry --shell " + window);
+    for (size_t i = 0; i < names.size(); ++i) {
+      const size_t at = shell.find(std::string("\n") + names[i]);
+      if (at != std::string::npos) place[i] = atoi(shell.c_str() + at + 1 + strlen(names[i]));
+    }
+    return place[2] > 0;
+  });
   return place;
 }
 

@@ -100,7 +100,7 @@ class MorvaneProgram : public Program {
   [[nodiscard]] bool Handled();
   // Presses the mouse on the middle of a control.
   void ClickOn(const std::string& member);
-  // Where the window stands on the screen: x, y, w, h.
+  // Where the window stands on the screen: x, y, w, h; all 0 without one.
   [[nodiscard]] std::array<int, 4> Place() const;
   // A property of its window, as xprop prints it.
   [[nodiscard]] std::string Property(const std::string& property) const;
