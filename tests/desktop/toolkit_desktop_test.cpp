@@ -42,7 +42,7 @@ class ProbeTest : public ::testing::Test {
     return Eventually([&] { return program.Windows().size() == 1 && program.HasKeyboard(); });
   }
 
-  ProbeTest() : ProbeTest({}) {}
+  ProbeTest() : ProbeTest(Program::Variables()) {}
   explicit ProbeTest(Program::Variables variables)
       : program(desktop, MORVANE_PROBE, [&] {
           variables["PROBE_FOLDER"] = folder;
@@ -158,7 +158,7 @@ TEST_F(ProbeTest, TheDesktopsTerminationEndsItBehindAChoiceOfFiles) {
 
 class StackedProbeTest : public ProbeTest {
  protected:
-  StackedProbeTest() : ProbeTest({{"PROBE_STACK", "1"}}) {}
+  StackedProbeTest() : ProbeTest(Program::Variables{{"PROBE_STACK", "1"}}) {}
 };
 
 TEST_F(StackedProbeTest, TheDesktopsTerminationEndsItBehindTwoBoxes) {
@@ -185,7 +185,7 @@ TEST_F(StackedProbeTest, ABoxGivesTheKeyboardToTheOneBelowIt) {
 // What a video window on the screen shows, by display type.
 class VideoProbeTest : public ProbeTest, public ::testing::WithParamInterface<const char*> {
  protected:
-  VideoProbeTest() : ProbeTest({{"PROBE_DISPLAY", GetParam()}}) {}
+  VideoProbeTest() : ProbeTest(Program::Variables{{"PROBE_DISPLAY", GetParam()}}) {}
 
   static bool Near(std::array<int, 3> a, std::array<int, 3> b) {
     for (size_t i = 0; i < 3; ++i) {
