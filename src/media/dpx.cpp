@@ -112,6 +112,13 @@ NxErr NxMediaDPX::ParseFrame(FrameSource* source, bool first, NxMediaFileInfo* i
   return NxErrSuccess;
 }
 
+NxErr NxMediaDPX::ReadOwnTimecode(int32_t frame, NxTimeCodeRecord* record) {
+  uint8_t header[kDpxHeaderBytes];
+  const NxErr result = ReadFrameHeader(frame, sizeof header, header);
+  if (result != NxErrSuccess) return result;
+  return LoadDpxTimecode(header, *ReadInfo(), isBig_, record) ? NxErrSuccess : NxErrFailure;
+}
+
 FourCCCode NxMediaDPX::StoredFourcc(FourCCCode fourcc, uint32_t flags) const {
   constexpr uint32_t kFullRange = 0x01;
   if ((flags & kFullRange) == 0) return fourcc;

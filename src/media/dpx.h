@@ -14,6 +14,13 @@ class NxMediaDPX : public NxMediaSeqFile<NxMediaFileBase, NxMediaSeq> {
   [[nodiscard]] bool SupportsClipMetadata() const override { return true; }
   NxErr GetMetadataCaps(uint8_t caps[kMetadataCapsBytes]) const override;
 
+  // Puts the timecode word and the user bits that the header of `frame` itself has into `record`;
+  // ReadTimecode counts from the first frame's instead. Undefined user bits leave those that are
+  // there.
+  // Returns: 0; -2, and `record` as it was, for a frame without timecode or none of this clip; else
+  // the code of the open or the read.
+  NxErr ReadOwnTimecode(int32_t frame, NxTimeCodeRecord* record);
+
  protected:
   const char* ImageExtension() const override { return "dpx"; }
   const char* MediaName() const override { return "DPX Sequence"; }

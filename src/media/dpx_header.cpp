@@ -32,6 +32,7 @@ constexpr size_t kCreatorBytes = 100;
 constexpr size_t kAtElement = 780;
 constexpr size_t kAtFrameRate = 1724;
 constexpr size_t kAtTimeCode = 1920;
+constexpr size_t kAtUserBits = 1924;
 
 struct RateRow {
   int32_t whole;
@@ -120,8 +121,17 @@ bool HasField(size_t at, const NxMediaFileInfo& info) {
   return at + 4 <= static_cast<size_t>(info.imageOffset);
 }
 
+bool HasTimecode(const HeaderReader& in, const NxMediaFileInfo& info) {
+  return HasField(kAtTimeCode, info) && in.U32(kAtTimeCode) != kAllOnes;
+}
+
+// Deliberate: the reverse of all other words, as this one and the user bits are strings of bytes.
+uint32_t ReversedWord(const HeaderReader& in, size_t at) {
+  return __builtin_bswap32(in.U32(at));
+}
+
 void ReadTimecodeFields(const HeaderReader& in, NxMediaFileInfo* info) {
-  if (!HasField(kAtTimeCode, *info) || in.U32(kAtTimeCode) == kAllOnes) return;
+  if (!HasTimecode(in, *info)) return;
   NxTimeCodeRecord record = {};
   record.tcScale = record.tcRate = -1;
   const float rate = HasField(kAtFrameRate, *info) ? in.Float(kAtFrameRate) : 0.0f;
@@ -134,8 +144,7 @@ void ReadTimecodeFields(const HeaderReader& in, NxMediaFileInfo* info) {
       record.tcRate = row.rate;
     }
   }
-  // Deliberate: the reverse of all other words, as this one is a string of BCD bytes.
-  record.timeCode = __builtin_bswap32(in.U32(kAtTimeCode));
+  record.timeCode = ReversedWord(in, kAtTimeCode);
   PutTimecode(record, &info->metadata);
 }
 
@@ -179,7 +188,18 @@ void PutDpxTimecode(const NxTimeCodeRecord& timeCode, bool isBig, uint8_t* heade
   // Deliberate: unswapped in big-endian files and swapped in little-endian ones.
   const HeaderWriter reversed(header, !isBig);
   reversed.U32(kAtTimeCode, has ? timeCode.timeCode : 0);
-  reversed.U32(kAtTimeCode + 4, has ? timeCode.userBits : 0);
+  reversed.U32(kAtUserBits, has ? timeCode.userBits : 0);
+}
+
+bool LoadDpxTimecode(const uint8_t* header, const NxMediaFileInfo& info, bool isBig,
+                     NxTimeCodeRecord* timeCode) {
+  const HeaderReader in(header, isBig);
+  if (!HasTimecode(in, info)) return false;
+  timeCode->timeCode = ReversedWord(in, kAtTimeCode);
+  if (HasField(kAtUserBits, info) && in.U32(kAtUserBits) != kAllOnes) {
+    timeCode->userBits = ReversedWord(in, kAtUserBits);
+  }
+  return true;
 }
 
 NxErr ParseDpxHeader(const uint8_t* header, NxMediaFileInfo* info, bool* isBig) {

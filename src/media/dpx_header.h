@@ -20,6 +20,12 @@ void MakeDpxHeader(const NxMediaCreateInfo& info, uint8_t* header);
 // Stores the timecode and user bits of a frame, zeros if it has none.
 void PutDpxTimecode(const NxTimeCodeRecord& timeCode, bool isBig, uint8_t* header);
 
+// Reads the same back from a header of the clip `info`; user bits that are undefined stay as in
+// `timeCode`.
+// Returns: false, and `timeCode` as it was, for a header without timecode.
+[[nodiscard]] bool LoadDpxTimecode(const uint8_t* header, const NxMediaFileInfo& info, bool isBig,
+                                   NxTimeCodeRecord* timeCode);
+
 // Reads a header into `info`: the picture's place and format, and a timecode if there is one.
 // `header` holds kDpxHeaderBytes; what the file lacks is 0xFF. `isBig` tells the byte order found.
 // Returns: 0, or 100000 for a file that is no DPX or none of the kinds that are read.

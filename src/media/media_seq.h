@@ -129,6 +129,10 @@ class NxMediaSeq {
   static void PutName(NxMediaInfoHead* head, const char* name);
   // a * b as a number of 31 bits; false when it does not fit.
   [[nodiscard]] static bool SizeProduct(int64_t a, int64_t b, int32_t* product);
+  // Reads the first `bytes` of the file of `frame`; what it lacks is 0xFF.
+  // Returns: 0; -2 for a frame that the clip does not have, or whose file is none of its own; else
+  // the code of the open or the read.
+  NxErr ReadFrameHeader(int32_t frame, size_t bytes, uint8_t* header);
   [[nodiscard]] const NxMediaFileInfo* ReadInfo() const { return readInfo_.get(); }
   [[nodiscard]] const NxMediaCreateInfo* WriteInfo() const { return writeInfo_.get(); }
 

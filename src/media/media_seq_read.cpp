@@ -4,6 +4,7 @@
 
 #include "media/media_seq.h"
 #include "media/picture_copy.h"
+#include "media/still_header.h"
 
 namespace morvane {
 namespace {
@@ -74,6 +75,17 @@ NxErr NxMediaSeq::OpenFrame(const NxImageReadRequest& request, int32_t frame,
 
 void NxMediaSeq::LeaveFrame(NxFileHandle* handle) {
   if (handle != &imageFile_ && !overlapped_) (void)handle->Close();
+}
+
+NxErr NxMediaSeq::ReadFrameHeader(int32_t frame, size_t bytes, uint8_t* header) {
+  if (!isOpenRead_ || !hasImage_ || frame < 0 || frame >= frameCountRead_) return NxErrFailure;
+  NxFileHandle* handle = nullptr;
+  NxErr result = OpenFrame({}, frame, &handle);
+  if (result != NxErrSuccess) return result;
+  FrameSource source(handle);
+  result = FrameIsGood(&source) ? ReadHeader(&source, 0, bytes, header) : NxErrFailure;
+  LeaveFrame(handle);
+  return result;
 }
 
 // True if the file behind `source` is a frame of this clip.

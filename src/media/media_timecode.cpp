@@ -42,6 +42,11 @@ NxErr TimecodeOfFrame(const NxMediaMetadata& metadata, int32_t frame, NxTimeCode
   return NxErrSuccess;
 }
 
+bool HasTimecodeRate(const NxMediaMetadata& metadata) {
+  int64_t ignored = 0;
+  return FrameOfWord(metadata, &ignored);
+}
+
 void PutTimecode(const NxTimeCodeRecord& timeCode, NxMediaMetadata* metadata) {
   metadata->timeCode = timeCode.timeCode;
   metadata->userBits = timeCode.userBits;

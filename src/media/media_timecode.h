@@ -11,6 +11,9 @@ namespace morvane {
 // there is no timecode or `frame` is negative.
 NxErr TimecodeOfFrame(const NxMediaMetadata& metadata, int32_t frame, NxTimeCodeRecord* record);
 
+// True if the rate of `metadata` is one that timecode counts at.
+[[nodiscard]] bool HasTimecodeRate(const NxMediaMetadata& metadata);
+
 // Copies the timecode section of `timeCode` into `metadata` and sets its bit.
 void PutTimecode(const NxTimeCodeRecord& timeCode, NxMediaMetadata* metadata);
 

@@ -117,12 +117,31 @@ bool Conversion::WriteFrame(int32_t index, const uint8_t* pixels) {
                             "already. What this run had made was removed again.");
 }
 
+// Puts the timecode that a frame of the source itself carries in the place of the counted one.
+// Zeros are how a frame without timecode is written. They are believed where the count cannot tell:
+// it ends with the day, in its last hour.
+bool Conversion::TakeOwnTimecode(int32_t frame, NxTimeCodeRecord* record) const {
+  constexpr uint32_t kLastHour = 0x23;
+  NxTimeCodeRecord own = *record;
+  if (ownTimecode_ == nullptr || ownTimecode_->ReadOwnTimecode(frame, &own) != NxErrSuccess ||
+      (own.timeCode == 0 && own.userBits == 0 && (record->timeCode & 0xFF) != kLastHour)) {
+    return false;
+  }
+  *record = own;
+  return true;
+}
+
+// The frame's own timecode where the source has one, else what the rate counts from the first
+// frame's on. At a rate that is not known nothing is counted.
 NxTimeCodeRecord Conversion::TimecodeOf(int32_t index) const {
   NxTimeCodeRecord record = {};
   if (TimecodeOfFrame(info_.metadata, index, &record) != NxErrSuccess) return record;
-  if (index == 0) record.timeCode = info_.metadata.timeCode;  // also at a rate that is not known
+  if (index == 0) record.timeCode = info_.metadata.timeCode;
   record.userBits = info_.metadata.userBits;
-  return record;
+  const uint32_t counted = record.timeCode;
+  const bool isOwn = TakeOwnTimecode(first_ + index, &record);
+  if (recounts_) record.timeCode = counted;
+  return isOwn || index == 0 || HasTimecodeRate(info_.metadata) ? record : NxTimeCodeRecord{};
 }
 
 // A clip that stopped in the middle is no copy: what was made goes, and nothing else.

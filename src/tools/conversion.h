@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "base/fourcc.h"
+#include "media/dpx.h"
 #include "media/media_factory.h"
 #include "tools/choices.h"
 #include "tools/clip_door.h"
@@ -69,10 +70,12 @@ class Conversion {
   bool CheckSoundRate();
   bool ChooseSound();
   void DescribeClip();
+  void DescribeTimecode(NxMediaMetadata* metadata);
   bool Create();
   bool CopyFrames(FrameFeed& feed, SoundCopy* sound);
   bool WriteFrame(int32_t index, const uint8_t* pixels);
   [[nodiscard]] NxTimeCodeRecord TimecodeOf(int32_t index) const;
+  bool TakeOwnTimecode(int32_t frame, NxTimeCodeRecord* record) const;
   void Abandon();
   void Draw(Clock::time_point start) const;
 
@@ -83,8 +86,10 @@ class Conversion {
   NxFileType type_ = NxFileTypeNone;
   NxMediaCreateInfo info_ = {};
   bool withSound_ = false;
-  RateChoice rate_;        // of the new clip; scale 0: unknown
-  RateChoice sourceRate_;  // at which the source's sound is found
+  RateChoice rate_;                    // of the new clip; scale 0: unknown
+  RateChoice sourceRate_;              // at which the source's sound is found
+  NxMediaDPX* ownTimecode_ = nullptr;  // the source, where each frame carries its timecode
+  bool recounts_ = false;              // the new clip counts at another rate than the source
   int32_t first_ = 0;
   int32_t last_ = 0;
   int32_t frames_ = 0;  // written

@@ -92,6 +92,13 @@ uint32_t TimecodeTypeOf(const RateChoice& rate, uint32_t before) {
   }
 }
 
+void PutRate(const RateChoice& rate, NxMediaMetadata* metadata) {
+  if (rate.scale <= 0) return;
+  metadata->tcScale = rate.scale;
+  metadata->tcRate = rate.rate;
+  metadata->timeCodeType = TimecodeTypeOf(rate, metadata->timeCodeType);
+}
+
 }  // namespace
 
 bool Conversion::Prepare() {
@@ -246,23 +253,38 @@ void Conversion::DescribeClip() {
   info_.timeRate = rate_.scale > 0 ? rate_.rate : -1;
   NxMediaMetadata& metadata = info_.metadata;
   metadata = from.metadata;
-  NxTimeCodeRecord record = {};
-  if (first_ > 0 && TimecodeOfFrame(metadata, first_, &record) == NxErrSuccess) {
-    metadata.timeCode = record.timeCode;
-  }
-  // Told, or the only one that is known: the timecode counts at it from here on.
-  const bool unknown = metadata.tcScale <= 0 || metadata.tcRate <= 0;
-  if (rate_.scale > 0 && (unknown || options_.rate.scale > 0)) {
-    metadata.tcScale = rate_.scale;
-    metadata.tcRate = rate_.rate;
-    metadata.timeCodeType = TimecodeTypeOf(rate_, metadata.timeCodeType);
-  }
+  DescribeTimecode(&metadata);
   if (!options_.reel.empty()) {
     std::memset(metadata.reelName, 0, sizeof metadata.reelName);
     PutText(options_.reel, metadata.reelName, sizeof metadata.reelName);
     metadata.presentFlags |= kMetaReelName;
   }
   if (metadata.presentFlags != 0) CompleteMetadata(&metadata);
+}
+
+// Takes the timecode of the first frame that is copied, and the rate at which the new one counts.
+void Conversion::DescribeTimecode(NxMediaMetadata* metadata) {
+  ownTimecode_ = dynamic_cast<NxMediaDPX*>(source_.file.get());
+  // The only rate that is known counts from the source's first frame on.
+  const bool unknown = metadata->tcScale <= 0 || metadata->tcRate <= 0;
+  if (unknown) PutRate(rate_, metadata);
+  NxTimeCodeRecord record = {};
+  if (TimecodeOfFrame(*metadata, first_, &record) == NxErrSuccess) {
+    bool known = first_ == 0 || HasTimecodeRate(*metadata);
+    if (first_ > 0) metadata->timeCode = record.timeCode;
+    record.timeCode = metadata->timeCode;
+    record.userBits = metadata->userBits;
+    if (TakeOwnTimecode(first_, &record)) {
+      known = true;
+      metadata->timeCode = record.timeCode;
+      metadata->userBits = record.userBits;
+    }
+    if (!known) metadata->presentFlags &= ~kMetaTimeCode;
+  }
+  // Another one that is told counts from the first frame of the copy on.
+  recounts_ = HasTimecodeRate(*metadata) && options_.rate.scale > 0 &&
+              (metadata->tcScale != rate_.scale || metadata->tcRate != rate_.rate);
+  if (options_.rate.scale > 0) PutRate(rate_, metadata);
 }
 
 }  // namespace morvane::tools
