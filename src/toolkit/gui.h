@@ -87,6 +87,8 @@ NxErr NXRegisterHotKey(NXWindowNode* node, int key, int modifiers);
 NxErr NXUnRegisterHotKey(NXWindowNode* node, int key);
 
 // --- Dialogs, modal ----------------------------------------------------------------------------
+// While one is open nobody is told that the program gained or lost the focus. Once the handler that
+// showed it has returned the loop tells what holds by then, if that has changed.
 
 // Shows a message box. On the main thread it returns when the user has closed it; on another one at
 // once, and the box comes soon; so, too, while a wish to close waits. Threads: any.

@@ -168,6 +168,8 @@ TEST_F(InputTest, FocusOfTheProgramIsHeldBackWhileABoxIsOpen) {
   root.Take();
   hands->OnNextBox([](void*) { toolkit::UserActive(false); }, nullptr);
   NXShowMB("Error", "text");
+  EXPECT_TRUE(root.Take().empty());
+  hands->Settle();
   // Told behind the box, as it still holds.
   const std::vector<Received> lost = {{NXMSG_APPACTIVATE, 0, 0, nullptr, nullptr}};
   EXPECT_EQ(lost, root.Take());
@@ -180,7 +182,62 @@ TEST_F(InputTest, FocusOfTheProgramIsHeldBackWhileABoxIsOpen) {
       },
       nullptr);
   NXShowMB("Error", "text");
+  hands->Settle();
   EXPECT_TRUE(root.Take().empty());
+}
+
+// A window that stops its threads when the program loses the focus waits for them: also for the one
+// whose message shows the box.
+TEST_F(InputTest, FocusOfTheProgramIsToldOnceTheThreadBehindTheBoxIsFree) {
+  hands->Activate(true);
+  std::atomic<bool> sent{false};
+  bool sentBefore = false;
+  bool inHandler = false;
+  int lost = 0;
+  root.onMessage = [&](const Received& received) {
+    if (received.message == NXMSG_APPACTIVATE && received.a == 0) {
+      ++lost;
+      EXPECT_FALSE(inHandler);
+      for (int round = 0; round < 1011 && !sent; ++round) NxSleep(5);
+      sentBefore = sent;
+    }
+    if (received.message != 1) return;
+    inHandler = true;
+    for (int box = 0; box < 2; ++box) {  // also with a box behind the one that held it back
+      hands->OnNextBox([](void*) { toolkit::UserActive(false); }, nullptr);
+      EXPECT_EQ(NxErrSuccess, NXShowMB("Error", "Capture Aborted. Frames Dropped."));
+    }
+    inHandler = false;
+  };
+  std::thread status([&] {
+    NXSendMessage(root.nxNode, 1, 0, 0, nullptr, nullptr);
+    sent = true;
+  });
+  while (lost == 0) NXDispatchGUI(true);
+  status.join();
+  hands->Settle();
+  EXPECT_EQ(1, lost);
+  EXPECT_TRUE(sentBefore);
+}
+
+TEST_F(InputTest, AProgramThatIsNotClosedHearsOfItsFocusAfterAll) {
+  int calls = 0;
+  NXSetCloseRoutine([](void* context) { ++*static_cast<int*>(context); }, &calls);
+  hands->Activate(true);
+  root.Take();
+  hands->OnNextBox(
+      [](void*) {
+        toolkit::UserActive(false);
+        toolkit::UserClose();
+      },
+      nullptr);
+  NXShowMB("Error", "text");
+  EXPECT_EQ(0, calls);
+  hands->Settle();
+  hands->Settle();
+  EXPECT_EQ(1, calls);
+  const std::vector<Received> lost = {{NXMSG_APPACTIVATE, 0, 0, nullptr, nullptr}};
+  EXPECT_EQ(lost, root.Take());
 }
 
 TEST_F(InputTest, ABoxFromAThreadDoesNotHoldIt) {

@@ -70,6 +70,15 @@ bool DeliverClose(Core& core) {
   return true;
 }
 
+// What a dialog held back of the program's focus, if that has not come round again.
+void DeliverActive(Core& core) {
+  Lock lock(core.mutex);
+  const bool active = core.active;
+  if (active == core.reportedActive) return;
+  lock.unlock();
+  UserActive(active);
+}
+
 void ShowBoxes(Core& core) {
   Lock lock(core.mutex);
   while (!core.boxes.empty() && core.phase == Phase::Started && core.dialogs == 0) {
@@ -215,15 +224,19 @@ void Service() {
   FlushChanges(core);
   NXServiceSends();
   DeliverPosts(core);
-  // After it the application's loop decides whether there is a next round, with the boxes.
+  // After it the application's loop decides whether there is a next round, with the rest.
   const bool asked = DeliverClose(core);
-  if (!asked) ShowBoxes(core);
+  if (!asked) {
+    DeliverActive(core);
+    ShowBoxes(core);
+  }
   FlushChanges(core);
   Lock lock(core.mutex);
   ToolkitBinding* binding = core.binding;
   const bool repaint = core.repaintWanted && core.phase == Phase::Started;
   if (repaint) core.repaintWanted = false;
-  const bool waits = !core.posts.empty() || (asked && !core.boxes.empty());
+  const bool rest = !core.boxes.empty() || core.active != core.reportedActive;
+  const bool waits = !core.posts.empty() || (asked && rest);
   const bool more = waits && core.phase == Phase::Started && NeedsWake(core);
   lock.unlock();
   if (repaint) binding->Repaint();

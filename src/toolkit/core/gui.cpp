@@ -55,7 +55,7 @@ ToolkitBinding* DialogBinding() {
 }
 
 // While one lives a dialog of ours is open: no hot keys, and nobody is told of the focus
-// or of a wish to close.
+// or of a wish to close. Both are told by the loop, once the handler that showed it has returned.
 class DialogScope {
  public:
   DialogScope() {
@@ -66,16 +66,12 @@ class DialogScope {
     Core& core = TheCore();
     Lock lock(core.mutex);
     --core.dialogs;
-    if (core.dialogs > 0 || core.root == nullptr || core.phase != Phase::Started) return;
-    const bool changed = core.active != core.reportedActive;
-    core.reportedActive = core.active;
-    const int gained = core.active ? 1 : 0;
-    const toolkit::NodeId root = core.root->state.id;
+    if (core.dialogs > 0 || core.phase != Phase::Started) return;
+    const bool waits = core.closeWanted || core.active != core.reportedActive;
+    const bool wake = waits && toolkit::NeedsWake(core);
     ToolkitBinding* binding = core.binding;
-    const bool wake = core.closeWanted && toolkit::NeedsWake(core);
     lock.unlock();
     if (wake) binding->Wake();
-    if (changed) toolkit::Deliver({root, NXMSG_APPACTIVATE, gained, 0, nullptr, nullptr});
   }
   DialogScope(const DialogScope&) = delete;
   DialogScope& operator=(const DialogScope&) = delete;
