@@ -89,12 +89,23 @@ bool SizeOfPicture(TIFF* tiff, int64_t* width, int64_t* height) {
   return true;
 }
 
+// True if the library has a way to 8-bit RGBA for the picture. No pixel is read.
+bool CanDecode(TIFF* tiff) {
+  char words[1024] = {};  // of the length that the library fills
+  TIFFRGBAImage image = {};
+  if (TIFFRGBAImageOK(tiff, words) != 1 || TIFFRGBAImageBegin(&image, tiff, 0, words) != 1) {
+    return false;
+  }
+  TIFFRGBAImageEnd(&image);
+  return true;
+}
+
 }  // namespace
 
 bool TifLibrarySize(FrameSource* source, int64_t* width, int64_t* height) {
   Stream stream{source};
   const TiffPtr tiff = Open(&stream);
-  return tiff != nullptr && SizeOfPicture(tiff.get(), width, height);
+  return tiff != nullptr && SizeOfPicture(tiff.get(), width, height) && CanDecode(tiff.get());
 }
 
 bool TifLibraryRead(FrameSource* source, int32_t width, int32_t height, uint8_t* pixels,

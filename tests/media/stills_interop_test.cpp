@@ -156,6 +156,31 @@ constexpr ForeignFile kForeignFiles[] = {
      NxErrSuccess, "rgba", 8, Arrival::kExact},
     {"magick-lzw.tif", "convert-im6.q16 %i -type TrueColor -compress lzw %o", NxErrSuccess, "rgba",
      0, Arrival::kExact},
+    // Samples that libtiff does not turn into 8 bits.
+    {"oiiotool-half.tif", "oiiotool %i -d half -o %o", NxErrVideoFormatNotSupported, "", 0,
+     Arrival::kRefused},
+    {"oiiotool-float.tif", "oiiotool %i -d float --compression none -o %o",
+     NxErrVideoFormatNotSupported, "", 0, Arrival::kRefused},
+    {"oiiotool-double.tif", "oiiotool %i -d double -o %o", NxErrVideoFormatNotSupported, "", 0,
+     Arrival::kRefused},
+    {"oiiotool-uint32.tif", "oiiotool %i -d uint32 -o %o", NxErrVideoFormatNotSupported, "", 0,
+     Arrival::kRefused},
+    {"oiiotool-uint12.tif", "oiiotool %i -d uint12 -o %o", NxErrVideoFormatNotSupported, "", 0,
+     Arrival::kRefused},
+    {"oiiotool-uint10.tif", "oiiotool %i -d uint10 -o %o", NxErrVideoFormatNotSupported, "", 0,
+     Arrival::kRefused},
+    {"oiiotool-uint4.tif", "oiiotool %i -d uint4 -o %o", NxErrVideoFormatNotSupported, "", 0,
+     Arrival::kRefused},
+    {"magick-12.tif", "convert-im6.q16 %i -type TrueColor -depth 12 %o",
+     NxErrVideoFormatNotSupported, "", 0, Arrival::kRefused},
+    {"magick-4.tif", "convert-im6.q16 %i -type TrueColor -depth 4 %o", NxErrVideoFormatNotSupported,
+     "", 0, Arrival::kRefused},
+    {"magick-32.tif", "convert-im6.q16 %i -type TrueColor -depth 32 -compress none %o",
+     NxErrVideoFormatNotSupported, "", 0, Arrival::kRefused},
+    {"magick-half.tif",
+     "convert-im6.q16 %i -type TrueColor -depth 16 -define quantum:format=floating-point "
+     "-compress lzw %o",
+     NxErrVideoFormatNotSupported, "", 0, Arrival::kRefused},
 };
 
 std::string Filled(std::string command, const std::string& in, const std::string& out) {
