@@ -35,7 +35,7 @@ uint32_t TimeBaseOf(uint32_t format, bool dropFrame) {
 double SpeedOfByte(uint8_t n) {
   if (n == 0) return 0;
   const double speed = std::pow(10.0, n / 32.0 - 2);
-  for (const double named : {0.25, 0.5, 1.0, 2.0, 3.0, 4.0, 8.0, 16.0, 32.0}) {
+  for (const double named : {0.25, 0.5, 1.0, 2.0, 3.0, 4.0, 8.0, 16.0, 32.0, 50.0}) {
     if (std::fabs(speed / named - 1) < kSpeedByteError) return named;
   }
   return speed;

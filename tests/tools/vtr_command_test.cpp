@@ -113,6 +113,17 @@ TEST(VtrCommand, AMachineThatAnotherProcessSetRunningTellsItsOwnSpeed) {
   expect("play --hold 0.8", "Play", 1.0);
   expect("still", "Still", 0.0);
   expect("stop", "Stop", 0.0);
+  expect("ff", "Fast Forward", 50.0);
+  // The way back may be over before somebody looks; then it is made longer.
+  Json told;
+  for (int seconds = 1; seconds <= 16; seconds *= 2) {
+    (void)room.Vtr("ff --hold " + std::to_string(seconds));
+    (void)room.Vtr("rewind");
+    told = room.Vtr("status");
+    if (told["status"] != "Stop") break;
+  }
+  EXPECT_EQ(told["status"], "Rewind");
+  EXPECT_EQ(told["speed"], -50.0);
 }
 
 TEST(VtrCommand, AHeldRecordingIsLookedAfterAllTheTime) {
