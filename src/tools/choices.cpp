@@ -1,7 +1,10 @@
 #include "tools/choices.h"
 
 #include <charconv>
+#include <cmath>
 #include <functional>
+#include <iomanip>
+#include <sstream>
 
 #include "media/media_factory.h"
 #include "processing/pixel_format.h"
@@ -108,6 +111,20 @@ CLI::Option* AddMatrixOption(CLI::App& command, int32_t* matrix) {
       .add_option("--matrix", *matrix,
                   "0, 1: 601 full, video; 2, 3: 709 full, video; 4, 5: 709 in other roundings")
       ->check(CLI::Range(0, 5));
+}
+
+CLI::Validator NumberBetween(double lowest, double highest) {
+  std::ostringstream text;
+  text << std::setprecision(9) << lowest << " to " << highest;
+  const std::string range = text.str();
+  const auto refusal = [lowest, highest, range](const std::string& typed) {
+    double value = 0;
+    if (!CLI::detail::lexical_cast(typed, value) || std::isnan(value))
+      return typed + " is no number";
+    const bool inside = value >= lowest && value <= highest;
+    return inside ? std::string() : typed + " is not in the range " + range;
+  };
+  return {refusal, "FLOAT in " + range};
 }
 
 bool ParseAudioChoice(const std::string& text, AudioChoice* choice) {

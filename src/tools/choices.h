@@ -45,6 +45,12 @@ CLI::Option* AddFourCCOption(CLI::App& command, const char* name, FourCCCode* co
                              const char* words);
 CLI::Option* AddMatrixOption(CLI::App& command, int32_t* matrix);  // --matrix, 0 to 5
 
+// The check of an option that is any number from `lowest` to `highest`. Unlike CLI::Range it
+// refuses what compares with neither: "nan".
+[[nodiscard]] CLI::Validator NumberBetween(double lowest, double highest);
+inline constexpr double kMostSeconds = 366 * 86400.0;  // of anything that is told to last so long
+inline constexpr double kLeastSeconds = 0.001;         // and that must last at all
+
 // An audio choice: 16au, 24au, 32au, 32af, with ":2" behind it for stereo files, or "none".
 struct AudioChoice {
   bool none = false;

@@ -305,7 +305,7 @@ void AddDemoCommand(CLI::App& app, CommandContext& context) {
   CLI::App* command = app.add_subcommand(
       "demo", "Captures from the card, plays the clip out again, and compares both ends");
   command->add_option("--seconds", options->seconds, "Length of the clip")
-      ->check(CLI::Range(0.1, 600.0));
+      ->check(NumberBetween(0.1, 600));
   command->add_option("--dir", options->dir, "Folder of the clip (default: video folder)");
   command->callback([&context, options] {
     context.run = [options](CommandContext& run) { return RunDemo(run, *options); };

@@ -7,6 +7,7 @@
 #include "device/pattern_drawing.h"
 #include "session/card2.h"
 #include "tools/card_door.h"
+#include "tools/choices.h"
 #include "tools/command.h"
 #include "tools/raw_file.h"
 #include "tools/stop_signal.h"
@@ -94,7 +95,7 @@ void AddPatternCommand(CLI::App& app, CommandContext& context) {
   command->add_option("--png", options->png, "Draw to this new file instead")->type_name("FILE");
   command->add_option("--hold", options->holdSeconds, "Keep the output so long")
       ->type_name("SECONDS")
-      ->check(CLI::NonNegativeNumber);
+      ->check(NumberBetween(0, kMostSeconds));
   command->callback([&context, options] {
     context.run = [options](CommandContext& run) { return RunPattern(run, *options); };
   });

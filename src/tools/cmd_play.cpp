@@ -229,7 +229,7 @@ void AddPlayCommand(CLI::App& app, CommandContext& context) {
   command->add_option("--loop", options->loop, "straight, loop or bounce")
       ->check(CLI::IsMember({"straight", "loop", "bounce"}));
   command->add_option("--for", options->forSeconds, "Stop after so many seconds")
-      ->check(CLI::PositiveNumber);
+      ->check(NumberBetween(kLeastSeconds, kMostSeconds));
   command->add_option("--audio", options->audio, "Sound file for the next track, and its channel")
       ->type_name("FILE[:TRACK]");
   command->add_option("--audio-dir", options->audioDir, "Folder of the clip's sound");

@@ -9,6 +9,7 @@
 #include "media/codec/md5.h"
 #include "simulator/tape_folder.h"
 #include "simulator/tape_import.h"
+#include "tools/choices.h"
 #include "tools/command.h"
 #include "tools/raw_file.h"
 #include "tools/stop_signal.h"
@@ -225,7 +226,7 @@ void AddTapeCommand(CLI::App& app, CommandContext& context) {
           ->type_name("FILE");
   create->add_option("--length", options->seconds, "Length of a tape with bars and tone")
       ->type_name("SECONDS")
-      ->check(CLI::Range(0.04, 86400.0))
+      ->check(NumberBetween(0.04, 86400))
       ->excludes(clip);
   create->add_flag("--drop", options->drop, "Timecode in drop frame");
   AddOperation(family, context, options, "info", "Tells what is on a tape", RunInfo);

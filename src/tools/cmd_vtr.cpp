@@ -8,6 +8,7 @@
 #include "session/control.h"
 #include "simulator/input_source.h"
 #include "tools/card_door.h"
+#include "tools/choices.h"
 #include "tools/command.h"
 #include "tools/deck_door.h"
 #include "tools/stop_signal.h"
@@ -155,7 +156,7 @@ void AddVtrCommand(CLI::App& app, CommandContext& context) {
         ->check(CLI::NonNegativeNumber);
     command->add_option("--hold", options->holdSeconds, "Stay so long before asking again")
         ->type_name("SECONDS")
-        ->check(CLI::Range(0.0, 86400.0));
+        ->check(NumberBetween(0, 86400));
     const std::string name = row.name;
     if (name == "cue") {
       command->add_option("TC", options->time, "Where to, \"01:00:00:00\"")
@@ -167,7 +168,7 @@ void AddVtrCommand(CLI::App& app, CommandContext& context) {
     } else if (name == "shuttle") {
       command->add_option("SPEED", options->speed, "In plays: 1, 0.5, -8 ...")
           ->required()
-          ->check(CLI::Range(-1000.0, 1000.0));
+          ->check(NumberBetween(-1000, 1000));
     }
     command->callback([&context, options, &row] {
       context.run = [options, &row](CommandContext& run) { return RunVtr(run, *options, row); };

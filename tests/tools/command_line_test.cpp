@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <filesystem>
 #include <nlohmann/json.hpp>
 
 #include "support/test_environment.h"
@@ -22,6 +23,29 @@ TEST(CommandLine, WrongLineIsExitCodeTwo) {
     EXPECT_EQ(run.out, "") << line;
     EXPECT_NE(run.err, "") << line;
   }
+}
+
+TEST(CommandLine, ANumberIsFinite) {
+  const std::string folder = FreshFolder("line");
+  WriteFile(folder + "/m.toml", "[[card]]\nboard = \"Elm\"\n[card.vtr]\ntape = \"reel\"\n");
+  for (const char* line :
+       {"vtr shuttle ", "vtr status --hold ", "demo --seconds ", "pattern 1 --png a.png --hold ",
+        "play x --for ", "play x --speed ",
+        "tape create reel --from 01:00:00:00 --format \"625 50.00\" --length "}) {
+    for (const char* number : {"nan", "-nan", "NaN", "inf", "-inf", "1e999", "x", "1x", "''"}) {
+      const ToolRun run = RunTool(folder, "--machine m.toml " + std::string(line) + number);
+      EXPECT_EQ(run.exitCode, 2) << line << number;
+    }
+  }
+  for (const char* line : {"vtr status --hold 1e9", "vtr shuttle -1001", "pattern 1 --hold -1",
+                           "play x --for 0", "demo --seconds 601"}) {
+    EXPECT_EQ(RunTool(folder, line).exitCode, 2) << line;
+  }
+  EXPECT_FALSE(std::filesystem::exists(folder + "/reel"));
+  EXPECT_FALSE(std::filesystem::exists(folder + "/a.png"));
+  EXPECT_EQ(RunTool(folder, "--machine m.toml vtr status --hold 1e-2").exitCode, 0);
+  EXPECT_EQ(RunTool(folder, "--machine m.toml vtr shuttle -0.5").exitCode, 0);
+  EXPECT_EQ(RunTool(folder, "--machine m.toml pattern 1 --png a.png --hold 0").exitCode, 0);
 }
 
 TEST(CommandLine, HelpAndVersionAreExitCodeZero) {
