@@ -85,8 +85,7 @@ void MorvaneCaptureWnd::PreviewLoop() {
     if (preview_.TakeResumed()) PreviewBegin();
     if (engine_->IsQueued() || engine_->IsCapturing()) {
       // Out of sight the mark stands still, and the job with it: see NXIsVideoWindowVisible.
-      if (NXIsVideoWindowVisible(video_) != 0) (void)engine_->PreviewRound(&sink_);
-      showsInput_.Set(0);
+      if (NXIsVideoWindowVisible(video_) != 0 && engine_->PreviewRound(&sink_)) showsInput_.Set(1);
     } else {
       PreviewIdleRound();
       NxSleep(kIdleRoundMs);

@@ -1,4 +1,5 @@
 #include <cstring>
+#include <filesystem>
 
 #include "shell_fixture.h"
 
@@ -158,8 +159,15 @@ TEST_F(BoardsTest, DuringACaptureNothingInterruptsIt) {
   // The job goes on: the preview of the window frees the ring.
   const int32_t frames = engine->FramesCaptured();
   EXPECT_TRUE(LoopUntil([&] { return engine->FramesCaptured() >= frames + 40; }));
-  EXPECT_EQ("Capturing...", Text("captureStatus"));
+  EXPECT_TRUE(LoopUntil([&] { return Text("captureStatus") == "Capturing..."; }));
   EndCapture();
+  // They have all come to the disk.
+  ptrdiff_t files = 0;
+  for (const auto& entry : std::filesystem::recursive_directory_iterator(folder)) {
+    files += entry.path().extension() == ".yuv" ? 1 : 0;
+  }
+  EXPECT_EQ(engine->FramesCaptured(), files);
+  EXPECT_GE(files, frames + 40);
   EXPECT_TRUE(Click("closeButton"));
   EXPECT_TRUE(objects->quit);
 }

@@ -3,6 +3,7 @@
 #include <filesystem>
 
 #include "base/page_memory.h"
+#include "capture/capture_engine.h"
 #include "shell_fixture.h"
 
 // The video window of the capture tab.
@@ -66,6 +67,27 @@ TEST_F(CaptureTabTest, UncoveredItKeepsALivePicture) {
   EXPECT_TRUE(toolkit->Expose(Video()));
   EXPECT_FALSE(ShowsLogo());
   EXPECT_FALSE(toolkit->Look(Video()).black);
+}
+
+TEST_F(CaptureTabTest, UncoveredInAJobItKeepsTheJobsPicture) {
+  ShowTab(kOneBoard);
+  ASSERT_NO_FATAL_FAILURE(BeginCapture());
+  const CaptureEngine* engine = window->Setup().CurrentCapture();
+  ASSERT_TRUE(LoopUntil([&] { return engine->FramesCaptured() >= 5; }));
+  EXPECT_TRUE(toolkit->Expose(Video()));
+  EXPECT_FALSE(ShowsLogo());
+  EndCapture();
+}
+
+TEST_F(CaptureTabTest, ASignalThatWentInAJobGivesTheLogoAfterIt) {
+  ShowTab(kOneBoard);
+  ASSERT_NO_FATAL_FAILURE(BeginCapture());
+  const CaptureEngine* engine = window->Setup().CurrentCapture();
+  ASSERT_TRUE(LoopUntil([&] { return engine->FramesCaptured() >= 5; }));
+  driver->LoseSignal();
+  EXPECT_FALSE(ShowsLogo());
+  EndCapture();
+  EXPECT_TRUE(LoopUntil([&] { return ShowsLogo(); }));
 }
 
 TEST_F(CaptureTabTest, IsHiddenWithItsTabAndKeptWithoutTheFocus) {

@@ -11,10 +11,10 @@
 
 namespace morvane::test {
 
-// Stands before the installed driver: counts the registers that are written and read, and lets a
-// transfer hang. Made before a session is opened (it keeps the driver that it found) and destroyed
-// after the last one is closed.
-// Threads: any; made on the main thread.
+// Stands before the installed driver: counts the registers that are written and read, lets a
+// transfer hang, and can pull the cables of the inputs. Made before a session is opened (it keeps
+// the driver that it found) and destroyed after the last one is closed. Threads: any; made on the
+// main thread.
 class DriverWatch final : public DriverPort {
  public:
   DriverWatch() : port_(InstalledDriverPort()) { InstallDriverPort(this); }
@@ -30,6 +30,12 @@ class DriverWatch final : public DriverPort {
   [[nodiscard]] int Reads() {
     const std::lock_guard lock(mutex_);
     return reads_;
+  }
+
+  // From now on no input has a signal.
+  void LoseSignal() {
+    const std::lock_guard lock(mutex_);
+    lost_ = true;
   }
 
   // From now on a transfer of another thread than the main one hangs, until LetGo().
@@ -61,7 +67,9 @@ class DriverWatch final : public DriverPort {
       std::memcpy(&header, in, sizeof header);
       Look(header);
     }
-    return port_->Request(handle, in, inBytes, out, outBytes);
+    if (!port_->Request(handle, in, inBytes, out, outBytes)) return false;
+    HideSignal(out, outBytes);
+    return true;
   }
   DriverEvent CreateEvent() override { return port_->CreateEvent(); }
   void CloseEvent(DriverEvent event) override { port_->CloseEvent(event); }
@@ -74,6 +82,17 @@ class DriverWatch final : public DriverPort {
   UserMemory& Memory() override { return port_->Memory(); }
 
  private:
+  // The word that tells of the inputs.
+  void HideSignal(void* out, size_t bytes) {
+    constexpr uint32_t kInputStatus = 22;
+    RegisterRecord record;
+    const std::lock_guard lock(mutex_);
+    if (!lost_ || bytes < sizeof record) return;
+    std::memcpy(&record, out, sizeof record);
+    if (record.header.number != PropertyRegister || record.registerNumber != kInputStatus) return;
+    record.value = 0;
+    std::memcpy(out, &record, sizeof record);
+  }
   void Look(const PropertyHeader& header) {
     std::unique_lock lock(mutex_);
     if (header.number == PropertyRegister) ++(header.flags == kPropertyGet ? reads_ : writes_);
@@ -88,6 +107,7 @@ class DriverWatch final : public DriverPort {
   std::mutex mutex_;
   std::condition_variable changed_;
   // Under mutex_.
+  bool lost_ = false;
   int writes_ = 0;
   int reads_ = 0;
   int hung_ = 0;

@@ -85,6 +85,10 @@ TEST_F(MainWindowTest, AClickOnTheCheckedTabDoesNothing) {
   Start();
   for (const char* tab : {"playTab", "captureTab", "setupTab"}) {
     Click(tab);
+    // The status thread's first round is behind it.
+    if (window->Capture().IsActivated()) {
+      ASSERT_TRUE(LoopUntil([&] { return Text("captureStatus") != "Offline"; }));
+    }
     const std::string before = Dump();
     const int writes = driver->Writes();
     EXPECT_TRUE(Click(tab));
