@@ -123,6 +123,10 @@ uint32_t FrameMemorySize(uint32_t identity) {
   return row != nullptr ? row->memoryMiB * kMebibyte : 0;
 }
 
+bool BoardHasSecondFrameWindow(uint32_t identity) {
+  return identity == BoardFennel || identity == BoardLaurel || identity == BoardKale2;
+}
+
 uint32_t FrameSlotSize(uint32_t identity) {
   const BoardRow* row = FindBoard(identity);
   return row != nullptr ? row->slotMiB * kMebibyte : 0;

@@ -123,8 +123,10 @@ enum BoardCapability : uint32_t {
 // "BOARD NOT FOUND " for kNoBoardIdentity, empty for an unknown identity.
 [[nodiscard]] const char* BoardName(uint32_t identity);
 [[nodiscard]] uint32_t FrameMemorySize(uint32_t identity);  // bytes of the mapped frame window
-[[nodiscard]] uint32_t FrameSlotSize(uint32_t identity);    // base size of a slot, bytes
-[[nodiscard]] uint32_t FrameTotal(uint32_t identity);       // slots at the default geometry
+// Whether channel 2 has a mapped window of its own, behind the first and of the same size.
+[[nodiscard]] bool BoardHasSecondFrameWindow(uint32_t identity);
+[[nodiscard]] uint32_t FrameSlotSize(uint32_t identity);  // base size of a slot, bytes
+[[nodiscard]] uint32_t FrameTotal(uint32_t identity);     // slots at the default geometry
 [[nodiscard]] uint32_t RegisterCount(uint32_t identity);
 [[nodiscard]] uint32_t AudioSystemCount(uint32_t identity);
 [[nodiscard]] uint32_t AudioBufferSize(uint32_t identity);  // bytes of one audio system

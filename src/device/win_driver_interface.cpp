@@ -23,11 +23,6 @@ bool IsOneOf(uint32_t type, uint32_t bits) {
   return type < 32 && (bits >> type & 1) != 0;
 }
 
-// Three boards have a second frame window behind the first.
-bool HasSecondFrameWindow(uint32_t identity) {
-  return identity == BoardFennel || identity == BoardLaurel || identity == BoardKale2;
-}
-
 }  // namespace
 
 PropertyHeader CRQD5WinDriverInterface::Header(uint32_t number, uint32_t flags) const {
@@ -241,7 +236,7 @@ bool CRQD5WinDriverInterface::MapFrameBuffers() {
   uint32_t identity = boardID_;
   ReadRegister(RegisterNumber(RegisterField::BoardIdentity), &identity);
   frameBaseAddress_ = channel1FrameBase_ = channel2FrameBase_ = base;
-  if (HasSecondFrameWindow(identity)) channel2FrameBase_ += frameMemorySize_;
+  if (BoardHasSecondFrameWindow(identity)) channel2FrameBase_ += frameMemorySize_;
   return true;
 }
 

@@ -116,12 +116,14 @@ bool SimulatedCard::Map(uint32_t kind, uint32_t* base, uint32_t* bytes) const {
 void* SimulatedCard::MappedMemory(uint32_t base, size_t bytes) {
   if (base == kRegistersBase && bytes <= kRegisterWords * 4) return registers_.data();
   if (base == kFlashBase && bytes <= flash_.size()) return flash_.data();
-  // Windows of channels lie at an offset within the frame memory.
-  if (base >= kFramesBase && base - kFramesBase <= memory_.Bytes() &&
-      bytes <= memory_.Bytes() - (base - kFramesBase)) {
-    return memory_.Data() + (base - kFramesBase);
+  // The window that Map() tells of, and a second one behind it on boards that have two.
+  const size_t windows = BoardHasSecondFrameWindow(description_.identity) ? 2 : 1;
+  const size_t reach = std::min(windows * FrameMemorySize(description_.identity), memory_.Bytes());
+  if (base < kFramesBase || base - kFramesBase > reach || bytes > reach - (base - kFramesBase) ||
+      reach == 0) {
+    return nullptr;
   }
-  return nullptr;
+  return memory_.Data() + (base - kFramesBase);
 }
 
 void SimulatedCard::BitFileInformation(RQD5BitFileInfo* info) {

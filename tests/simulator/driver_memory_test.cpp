@@ -138,5 +138,53 @@ TEST(DriverMemory, WindowsAreMappedAtTheSameBaseEachTime) {
   EXPECT_EQ(bytes[8u << 20], 3);
 }
 
+// ---- what the frame windows reach ----
+
+struct WindowCase {
+  const char* board;
+  uint32_t identity;
+  uint32_t told;   // MiB
+  uint32_t reach;  // MiB from the base on
+};
+
+TEST(FrameWindow, ReachesAsFarAsItIsTold) {
+  // clang-format off
+  constexpr WindowCase kCases[] = {
+    { "Elm",    BoardElm,    32, 32 },
+    { "Larch",  BoardLarch,  32, 32 },
+    { "Cedar",  BoardCedar,   8,  8 },
+    { "Maple",  BoardMaple,   0,  0 },
+    { "Ilex",   BoardIlex,    0,  0 },
+    { "Hazel",  BoardHazel,   0,  0 },
+    { "Fennel", BoardFennel,  8, 16 },  // channel 2's window lies behind
+    { "Laurel", BoardLaurel, 32, 64 },
+    { "Kale2",  BoardKale2,  32, 64 },
+  };
+  // clang-format on
+  for (const WindowCase& row : kCases) {
+    MachineDescription machine;
+    machine.cards.resize(1);
+    machine.cards[0].identity = row.identity;
+    SimulatedDriver driver(machine);
+    PortClient card(&driver, FindBoard(row.identity)->boardType);
+    ASSERT_TRUE(card.IsOpen()) << row.board;
+    MapRecord frames = {};
+    frames.header = card.Header(PropertyMap, kPropertyGet);
+    ASSERT_TRUE(card.Request(&frames, sizeof frames)) << row.board;
+    EXPECT_EQ(frames.size, row.told << 20) << row.board;
+    const uint32_t reach = row.reach << 20;
+    const auto mapped = [&](uint32_t offset, size_t bytes) {
+      return driver.MappedMemory(card.Handle(), frames.base + offset, bytes) != nullptr;
+    };
+    EXPECT_EQ(mapped(0, 1), reach > 0) << row.board;
+    EXPECT_FALSE(mapped(0, size_t{reach} + 1)) << row.board;
+    EXPECT_FALSE(mapped(reach, 1)) << row.board;
+    if (reach == 0) continue;
+    EXPECT_TRUE(mapped(0, reach)) << row.board;
+    EXPECT_TRUE(mapped(reach - 4096, 4096)) << row.board;
+    EXPECT_FALSE(mapped(reach - 4096, 4097)) << row.board;
+  }
+}
+
 }  // namespace
 }  // namespace morvane
