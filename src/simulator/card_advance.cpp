@@ -8,7 +8,6 @@ namespace morvane {
 namespace {
 
 constexpr uint32_t kOutputFrameRegisters[] = {2, 6, 289, 290};
-constexpr uint32_t kControlRegisters[] = {1, 5, 257, 260};
 constexpr int64_t kNever = std::numeric_limits<int64_t>::max();
 constexpr uint32_t kLoopChannels = 16;
 // Time that may have passed while a card was brought up to date: a pause that nobody on the serial
@@ -275,44 +274,6 @@ void SimulatedCard::Record(AutoCirculateRing* ring) {
   format.soundRate = AudioRate(RQD5Channel1);
   output->recorder->PushPicture(format, slot.picture);
   output->recording = true;
-}
-
-LoopedFrame SimulatedCard::OutputNow(uint32_t number) {
-  static constexpr uint32_t kChannels[] = {RQD5Channel1, RQD5Channel2, RQD5Channel9, RQD5Channel10};
-  if (number < 1 || number > 4) return {};
-  const uint32_t channel = kChannels[number - 1];
-  const auto found = rings_.find(channel);
-  if (found != rings_.end() && found->second.active != kACNoFrame &&
-      found->second.state == ACStateRunning) {
-    RingSlot& slot = found->second.Slot(found->second.active);
-    if (!slot.picture && Stride() > 0) {  // transferred before anybody wanted it
-      const size_t stride = Stride();
-      const size_t at = found->second.active * stride;
-      if (at + stride <= memory_.Bytes()) {
-        slot.picture = PictureOfFrame(slot.layout, memory_.Data() + at,
-                                      std::min<size_t>(slot.pictureBytes, stride), slot.flip != 0);
-      }
-    }
-    const RQD5Rp188& words = slot.stamp.rp188;
-    return {slot.picture, {words.flags, words.low, words.high}};
-  }
-  // Idle: what lies in the frame that the output shows.
-  Output* output = FindOutput(number);
-  const uint32_t frame = registers_[kOutputFrameRegisters[number - 1]];
-  const FrameLayout layout = LayoutOf(ChannelFormat(channel));
-  const size_t stride = Stride();
-  if (layout.Bytes() == 0 || stride == 0 || frame >= FrameCountNow()) return {};
-  if (!output->still || output->stillFrame != frame || output->stillLayout != layout ||
-      output->stillGeneration != memoryGeneration_) {
-    constexpr uint32_t kBottomUp = 0x1000;
-    const bool flip = (registers_[kControlRegisters[number - 1]] & kBottomUp) != 0;
-    output->still = PictureOfFrame(layout, memory_.Data() + frame * stride,
-                                   std::min(layout.Bytes(), stride), flip);
-    output->stillLayout = layout;
-    output->stillFrame = frame;
-    output->stillGeneration = memoryGeneration_;
-  }
-  return {output->still, {}};
 }
 
 // ---- inputs ----

@@ -103,6 +103,7 @@ bool SimulatedCard::Abort(uint32_t channelSpec) {
 
 // The active frame stays on the output as a still picture, and the counts stay to be read.
 void SimulatedCard::ToIdle(AutoCirculateRing* ring) {
+  HoldStill(ring);
   ring->state = ACStateIdle;
   ++ring->generation;
   ring->waiting.clear();

@@ -142,6 +142,7 @@ bool SimulatedCard::Store(uint32_t number, uint32_t value) {
 }
 
 void SimulatedCard::Written(uint32_t number, uint32_t before, uint32_t mask) {
+  FrameSetAnew(number, before, mask);
   const uint32_t value = Raw(number);
   switch (number) {
     case 0: {

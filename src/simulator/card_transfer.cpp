@@ -63,7 +63,6 @@ bool SimulatedCard::TransferOut(std::unique_lock<std::mutex>* lock, AutoCirculat
   const bool wantsPicture = output->recorder != nullptr || !output->loops.empty() || onTape;
   OutputRecorder* recorder = output->recorder.get();
   uint8_t* const memory = memory_.Data() + number * Stride() + record.videoOffset;
-  ++memoryGeneration_;
   lock->unlock();
 
   Stall(transfer);
@@ -78,6 +77,10 @@ bool SimulatedCard::TransferOut(std::unique_lock<std::mutex>* lock, AutoCirculat
   }
 
   lock->lock();
+  Output& shown = *FindOutput(ChannelIndex(ring->Channel()) + 1);
+  const bool held = shown.heldKey.frame == number;
+  if (request.video != nullptr) MemoryWritten(memory, record.videoSize);
+  if (held) shown.heldKey = {number, layout, record.flip != 0};  // as it was sent, like the last
   Advance();
   if (ring->generation != generation) {  // stopped meanwhile: the frame is never shown
     FillTransferStatus(ring, -1, status);
@@ -128,12 +131,14 @@ bool SimulatedCard::TransferIn(std::unique_lock<std::mutex>* lock, AutoCirculate
   Stall(transfer);
   const PictureRef picture = captured.frame ? captured.frame->Picture() : nullptr;
   auto* video = static_cast<uint8_t*>(request.video);
+  bool written = false;  // frame memory
   if (video != nullptr && record.videoSize > 0) {
     // Straight into the caller's buffer where it takes the whole frame; what lies behind the
     // frame in the slot comes along.
     const size_t bytes = layout.Bytes();
     const bool whole = record.videoOffset == 0 && record.videoSize >= bytes;
     uint8_t* const target = whole ? video : memory;
+    written = !whole && fits;
     if (picture) {
       picture->Store(layout, target);
     } else {
@@ -155,6 +160,7 @@ bool SimulatedCard::TransferIn(std::unique_lock<std::mutex>* lock, AutoCirculate
   }
 
   lock->lock();
+  if (written) MemoryWritten(memory, layout.Bytes());
   Advance();
   if (ring->generation != generation) {
     FillTransferStatus(ring, -1, status);
@@ -191,15 +197,18 @@ bool SimulatedCard::Dma(const DmaTransfer& transfer) {
     }
     base = memory_.Data() + at;
     if (transfer.read && transfer.bytes > 0) (void)IdleInputInto(transfer.frame);
-    if (!transfer.read) ++memoryGeneration_;
   }
   if (transfer.bytes == 0) return true;
   if (transfer.buffer == nullptr) return false;
   if (!audio) lock.unlock();  // sound is short and read by the boundaries; pictures are long
   if (transfer.read) {
     std::memcpy(transfer.buffer, base, transfer.bytes);
-  } else {
-    std::memcpy(base, transfer.buffer, transfer.bytes);
+    return true;
+  }
+  std::memcpy(base, transfer.buffer, transfer.bytes);
+  if (!audio) {
+    lock.lock();
+    MemoryWritten(base, transfer.bytes);
   }
   return true;
 }
@@ -242,7 +251,7 @@ bool SimulatedCard::IdleInputInto(uint32_t frame) {
     } else {
       StoreBlack(layout, target);
     }
-    ++memoryGeneration_;
+    MemoryWritten(target, layout.Bytes());
     return true;
   }
   return false;

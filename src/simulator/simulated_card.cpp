@@ -123,6 +123,8 @@ void* SimulatedCard::MappedMemory(uint32_t base, size_t bytes) {
       reach == 0) {
     return nullptr;
   }
+  const std::lock_guard<std::mutex> lock(group_->mutex);
+  framesMapped_ = true;
   return memory_.Data() + (base - kFramesBase);
 }
 

@@ -129,6 +129,13 @@ class SimulatedCard {
  private:
   friend struct CardGroup;
 
+  // A frame of memory as an idle output shows it.
+  struct StillKey {
+    uint32_t frame = kACNoFrame;
+    FrameLayout layout;
+    bool flip = false;
+    friend bool operator==(const StillKey&, const StillKey&) = default;
+  };
   struct Output {
     uint32_t number = 0;
     std::unique_ptr<OutputLog> log;
@@ -136,9 +143,9 @@ class SimulatedCard {
     std::vector<InputConnector*> loops;  // inputs that a cable joins to it
     bool recording = false;              // a first picture of this run was recorded
     std::vector<int32_t> sound;          // to be recorded; by AudioChannels(1)
-    PictureRef still;                    // idle picture of `stillFrame`, for loops
-    uint32_t stillFrame = kACNoFrame;
-    FrameLayout stillLayout;
+    StillKey heldKey;                    // how the frame lies that the last run left
+    PictureRef still;                    // idle picture of `stillKey`, for loops
+    StillKey stillKey;
     uint64_t stillGeneration = 0;
   };
   struct Subscription {
@@ -211,8 +218,14 @@ class SimulatedCard {
   void LogBoundary(AutoCirculateRing* ring, bool fresh);
   void Record(AutoCirculateRing* ring);
   void Raise(uint32_t type, int64_t times);
-  LoopedFrame OutputNow(uint32_t number);
   Output* FindOutput(uint32_t number);
+
+  // card_still.cpp
+  LoopedFrame OutputNow(uint32_t number);
+  StillKey StillNow(const Output& output) const;
+  void HoldStill(AutoCirculateRing* ring);
+  void FrameSetAnew(uint32_t number, uint32_t before, uint32_t mask);
+  void MemoryWritten(const uint8_t* at, size_t bytes);
 
   // card_autocirculate.cpp
   AutoCirculateRing* FindRing(uint32_t channelSpec);
@@ -257,6 +270,7 @@ class SimulatedCard {
   int64_t nextBoundaryNs_ = 0;                   // INT64_MAX without boundaries
   std::map<uint32_t, AutoCirculateRing> rings_;  // by channelSpec
   uint64_t memoryGeneration_ = 0;                // counts what was written to frame memory
+  bool framesMapped_ = false;                    // what a program writes there is not counted
 
   // Audio output.
   uint32_t audioMode_ = 0;  // 0 run, 2 stop, 3 run with the first frame shown

@@ -338,6 +338,176 @@ TEST_F(OutputTest, AnIdleOutputSendsTheFrameOfItsRegister) {
   EXPECT_EQ(frame.video, still);
 }
 
+// What a cable from output 1 brings, looked at through channel 2.
+class StillTest : public OutputTest {
+ protected:
+  void BuildWithCable(MachineDescription machine) {
+    InputDescription cable;
+    cable.connector = "input2";
+    cable.source = SignalSource::kLoop;
+    cable.loopOutput = 1;
+    machine.cards[0].inputs.push_back(cable);
+    Build(machine);
+    card_->Write(5, 1, 1);  // an input
+    card_->Write(7, kLookFrame);
+  }
+  std::vector<uint8_t> Look() {
+    std::vector<uint8_t> seen(kUyvy625);
+    EXPECT_TRUE(card_->Dma(1, true, kLookFrame, seen.data(), kUyvy625));
+    return seen;
+  }
+  // The last whole frame of two more, by a capture: it writes nothing to the card's memory.
+  void BeginWatch() {
+    ASSERT_TRUE(card_->Init(kIn2, 24, 28));
+    ASSERT_TRUE(card_->Control(ACStart, kIn2));
+    step_.Step();
+  }
+  std::vector<uint8_t> Watch() {
+    step_.Step(2);
+    PortClient::Frame frame;
+    frame.channelSpec = kIn2;
+    frame.video.resize(kUyvy625);
+    for (uint32_t waiting = card_->Status(kIn2).bufferLevel; waiting > 0; --waiting) {
+      EXPECT_TRUE(card_->Transfer(&frame));
+      EXPECT_GE(frame.status.transferFrame, 0);
+    }
+    return frame.video;
+  }
+  // Picture `number` with its rows in the other order.
+  static std::vector<uint8_t> Turned(uint32_t number) {
+    const std::vector<uint8_t> rows = Picture(number);
+    std::vector<uint8_t> turned(kUyvy625);
+    for (size_t y = 0; y < 576; ++y) {
+      std::copy_n(rows.begin() + static_cast<ptrdiff_t>((575 - y) * 1440), 1440,
+                  turned.begin() + static_cast<ptrdiff_t>(y * 1440));
+    }
+    return turned;
+  }
+  // Leaves picture `number`, sent bottom row first, on output 1 in frame 0.
+  void LeaveBottomUpStill(uint32_t number) {
+    ASSERT_TRUE(card_->Init(kOut, 0, 28));
+    ASSERT_TRUE(Send(number, 1));
+    ASSERT_TRUE(card_->Control(ACStart, kOut));
+    step_.Step();
+    ASSERT_EQ(card_->Status(kOut).state, uint32_t{ACStateRunning});
+    EXPECT_TRUE(Look() == Turned(number));
+    ASSERT_TRUE(card_->Control(ACStop, kOut));
+    EXPECT_TRUE(Look() == Turned(number)) << "stopping";
+    step_.Step();
+    ASSERT_EQ(card_->Status(kOut).state, uint32_t{ACStateIdle});
+    ASSERT_TRUE(Look() == Turned(number)) << "idle";
+  }
+
+  static constexpr uint32_t kLookFrame = 20;
+  static constexpr uint32_t kBottomUp = 0x1000;
+};
+
+TEST_F(StillTest, TheLastFrameOfABottomUpRunStaysUpright) {
+  BuildWithCable(Machine());
+  ASSERT_NO_FATAL_FAILURE(LeaveBottomUpStill(3));
+  // Neither other frames of memory nor the next run's beginning change it.
+  std::vector<uint8_t> other = Picture(5);
+  ASSERT_TRUE(card_->Dma(1, false, 1, other.data(), kUyvy625));
+  card_->SetFrameBufferFormat(1, FrameBuffer8BitUyvy);
+  card_->SetFormat(33);
+  EXPECT_TRUE(Look() == Turned(3));
+  ASSERT_TRUE(card_->Control(ACAbort, kOut));
+  EXPECT_TRUE(Look() == Turned(3));
+}
+
+TEST_F(StillTest, AnAbortedBottomUpRunStaysUpright) {
+  BuildWithCable(Machine());
+  ASSERT_TRUE(card_->Init(kOut, 0, 28));
+  ASSERT_TRUE(Send(4, 1));
+  ASSERT_TRUE(card_->Control(ACStart, kOut));
+  step_.Step();
+  ASSERT_TRUE(card_->Control(ACAbort, kOut));
+  EXPECT_TRUE(Look() == Turned(4));
+}
+
+TEST_F(StillTest, TheRegistersDecideOnceTheFrameIsSetAnew) {
+  for (const bool orientation : {false, true}) {
+    BuildWithCable(Machine());
+    FrameStepper step(&clock_, 25000, 1000);
+    step_ = step;
+    ASSERT_NO_FATAL_FAILURE(LeaveBottomUpStill(3));
+    if (orientation) {
+      card_->Write(1, 0, kBottomUp);
+    } else {
+      card_->Write(2, 0);
+    }
+    EXPECT_TRUE(Look() == Picture(3)) << orientation;
+  }
+}
+
+TEST_F(StillTest, TheRegistersDecideOnceTheFrameIsWrittenAnew) {
+  BuildWithCable(Machine());
+  ASSERT_NO_FATAL_FAILURE(LeaveBottomUpStill(3));
+  std::vector<uint8_t> fresh = Picture(6);
+  ASSERT_TRUE(card_->Dma(1, false, 0, fresh.data(), kUyvy625));
+  EXPECT_TRUE(Look() == fresh);
+}
+
+TEST_F(StillTest, AFrameThatTheNextRunSendsOverTheStillLiesAsItWasSent) {
+  BuildWithCable(Machine());
+  ASSERT_NO_FATAL_FAILURE(LeaveBottomUpStill(3));
+  ASSERT_TRUE(card_->Init(kOut, 0, 28));
+  ASSERT_TRUE(Send(7, 1));
+  EXPECT_TRUE(Look() == Turned(7));
+}
+
+TEST_F(StillTest, AnotherOrientationOfTheSameFrameIsSeen) {
+  BuildWithCable(Machine());
+  std::vector<uint8_t> still = Picture(8);
+  ASSERT_TRUE(card_->Dma(1, false, 4, still.data(), kUyvy625));
+  card_->Write(2, 4);
+  ASSERT_NO_FATAL_FAILURE(BeginWatch());
+  EXPECT_TRUE(Watch() == Picture(8));
+  card_->Write(1, kBottomUp, kBottomUp);
+  EXPECT_TRUE(Watch() == Turned(8));
+  card_->Write(1, 0, kBottomUp);
+  EXPECT_TRUE(Watch() == Picture(8));
+}
+
+// The look falls between the transfer's beginning and the moment in which its bytes move.
+TEST_F(StillTest, AFrameThatWasLookedAtWhileItCameIsLookedAtAgain) {
+  constexpr uint32_t kStalled = 12;  // more transfers than the capture makes here
+  MachineDescription machine = Machine();
+  machine.cards[0].faults.stallTransfer = {{kStalled, 200}};
+  BuildWithCable(machine);
+  std::vector<uint8_t> old = Picture(1);
+  ASSERT_TRUE(card_->Dma(1, false, kStalled, old.data(), kUyvy625));
+  card_->Write(2, kStalled);
+  ASSERT_TRUE(card_->Init(kOut, 0, 20));
+  for (uint32_t i = 0; i < kStalled; ++i) ASSERT_TRUE(Send(50 + i));
+  ASSERT_NO_FATAL_FAILURE(BeginWatch());
+  std::thread sender([this] { EXPECT_TRUE(Send(2)); });
+  clock_.WaitForSleepers(1);
+  EXPECT_TRUE(Watch() == old);
+  clock_.Advance(200'000'000);
+  sender.join();
+  (void)Watch();  // what was captured meanwhile
+  EXPECT_TRUE(Watch() == Picture(2));
+}
+
+TEST_F(StillTest, WhatIsDrawnThroughTheMappedWindowIsSeen) {
+  BuildWithCable(Machine());
+  std::vector<uint8_t> old = Picture(1);
+  ASSERT_TRUE(card_->Dma(1, false, 0, old.data(), kUyvy625));
+  MapRecord frames = {};
+  frames.header = card_->Header(PropertyMap, kPropertyGet);
+  ASSERT_TRUE(card_->Request(&frames, sizeof frames));
+  void* window = driver_->MappedMemory(card_->Handle(), frames.base, kUyvy625);
+  ASSERT_NE(window, nullptr);
+  ASSERT_NO_FATAL_FAILURE(BeginWatch());
+  EXPECT_TRUE(Watch() == old);
+  for (const uint32_t number : {2u, 3u}) {
+    const std::vector<uint8_t> fresh = Picture(number);
+    std::memcpy(window, fresh.data(), kUyvy625);
+    EXPECT_TRUE(Watch() == fresh);
+  }
+}
+
 // ---- faults ----
 
 TEST_F(OutputTest, ADroppedOutputFrameIsARepeatAndCounted) {
