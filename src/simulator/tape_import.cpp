@@ -1,8 +1,13 @@
 #include "simulator/tape_import.h"
 
+#include <fcntl.h>
+#include <signal.h>
+#include <sys/file.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
+#include <charconv>
 #include <filesystem>
 
 #include "base/file_io.h"
@@ -12,6 +17,55 @@
 
 namespace morvane {
 namespace {
+
+constexpr char kCopy[] = ".copy-";  // and the number of the process
+// Lies in a copy as long as it is one, so that no tape is ever taken for it.
+constexpr char kUnfinished[] = "unfinished";
+
+std::string MarkOf(const std::string& copy) {
+  return copy + "/" + kUnfinished;
+}
+
+bool Mark(const std::string& copy, std::string* error) {
+  File file;
+  int result = file.Open(MarkOf(copy), FileMode::kCreate);
+  if (result == 0) result = file.Close();
+  if (result != 0) *error = "\"" + copy + "\" cannot be written: " + FileErrorText(result);
+  return result == 0;
+}
+
+// The process whose copy of `tape` a folder of this name is; 0 when it is none.
+pid_t OwnerOf(const std::string& name, const std::string& tape) {
+  const std::string before = tape + kCopy;
+  if (name.compare(0, before.size(), before) != 0) return 0;
+  pid_t owner = 0;
+  const char* const end = name.data() + name.size();
+  const auto [stop, failure] = std::from_chars(name.data() + before.size(), end, owner);
+  return failure == std::errc() && stop == end && owner > 0 ? owner : 0;
+}
+
+// Removes the copies of `path` that a program which was killed has left.
+void RemoveLeftCopies(const std::filesystem::path& path) {
+  std::error_code ignored;
+  std::filesystem::path folder = path.parent_path();
+  if (folder.empty()) folder = ".";
+  std::vector<std::filesystem::path> left;
+  for (const auto& entry : std::filesystem::directory_iterator(folder, ignored)) {
+    const pid_t owner = OwnerOf(entry.path().filename().string(), path.filename().string());
+    const bool gone = owner != 0 && kill(owner, 0) != 0 && errno == ESRCH;
+    if (gone && std::filesystem::is_regular_file(MarkOf(entry.path().string()), ignored)) {
+      left.push_back(entry.path());
+    }
+  }
+  for (const std::filesystem::path& copy : left) {
+    // Its lock too is free, unless it belongs to another machine's program on a shared disk.
+    const int lock = open((copy / "lock").c_str(), O_RDWR | O_CLOEXEC);
+    if (lock >= 0 && flock(lock, LOCK_EX | LOCK_NB) == 0) {
+      std::filesystem::remove_all(copy, ignored);
+    }
+    if (lock >= 0) close(lock);
+  }
+}
 
 std::unique_ptr<MediaReader> OpenMovie(const std::string& movie, uint32_t videoFormat,
                                        std::string* error) {
@@ -83,21 +137,24 @@ bool CreateTapeOfMovie(const std::string& path, const TapeFacts& facts, const st
   const auto reader = OpenMovie(movie, facts.videoFormat, error);
   if (reader == nullptr) return false;
   // Copied beside its place and moved there when it is whole.
-  const std::string part = path + ".copy-" + std::to_string(getpid());
+  RemoveLeftCopies(path);
+  const std::string part = path + kCopy + std::to_string(getpid());
   TapeFacts longest = facts;
   longest.pictures = facts.rate.Pictures(facts.rate.DayCount());
   std::filesystem::remove_all(part, ignored);
   if (!TapeFolder::Create(part, longest, error)) return false;
   int64_t pictures = 0;
   auto tape = TapeFolder::Open(part, true, error);
-  bool done = tape != nullptr && Copy(reader.get(), tape.get(), progress, &pictures, error);
+  bool done = tape != nullptr && Mark(part, error) &&
+              Copy(reader.get(), tape.get(), progress, &pictures, error);
   tape.reset();
   if (done) {
     const auto index = TapeIndex::Open(part + "/tape.db", error);
     done = index != nullptr && index->Trim(pictures, error);
   }
   if (done) {
-    const int result = FileRename(part, path);
+    int result = FileRemove(MarkOf(part));
+    if (result == 0) result = FileRename(part, path);
     done = result == 0;
     if (!done) *error = "\"" + path + "\" cannot be made: " + FileErrorText(result);
   }

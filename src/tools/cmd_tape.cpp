@@ -222,7 +222,10 @@ void AddTapeCommand(CLI::App& app, CommandContext& context) {
         return FormatOfText(text) != 0 ? std::string() : "there is no format \"" + text + "\"";
       });
   CLI::Option* clip =
-      create->add_option("--clip", options->clip, "Movie whose picture and sound are on it")
+      create
+          ->add_option(
+              "--clip", options->clip,
+              "Movie whose picture and sound are on it; stopped meanwhile, no tape is made")
           ->type_name("FILE");
   create->add_option("--length", options->seconds, "Length of a tape with bars and tone")
       ->type_name("SECONDS")

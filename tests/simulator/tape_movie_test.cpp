@@ -1,7 +1,10 @@
 // A movie on a tape, the tape in the deck, the deck on the card's input: at every rate at which
 // tapes count, the frame that is shown is the movie's.
 #include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
+#include <csignal>
 #include <cstring>
 #include <filesystem>
 
@@ -156,6 +159,48 @@ TEST(TapeImport, SoundIsTheMoviesAndTheRestIsSilent) {
       ASSERT_EQ(samples[i + 2], 0);
     }
   }
+}
+
+TEST(TapeImport, WhatAKilledCopyLeftGoesWithTheNext) {
+  const std::string folder = test::FreshFolder("movie");
+  const std::string movie = test::MakeMovie(folder, "a.mov", {720, 576, "25", 10, "uyvy"});
+  TapeFacts facts;
+  facts.videoFormat = 33;
+  facts.rate = TapeRate::Of(33, false);
+  const std::string reel = folder + "/reel";
+  const pid_t child = fork();
+  if (child == 0) {
+    std::string error;
+    (void)CreateTapeOfMovie(
+        reel, facts, movie,
+        [](int64_t picture) {
+          if (picture == 4) raise(SIGKILL);
+          return true;
+        },
+        &error);
+    _exit(1);
+  }
+  int status = 0;
+  waitpid(child, &status, 0);
+  ASSERT_TRUE(WIFSIGNALED(status));
+  const std::string left = reel + ".copy-" + std::to_string(child);
+  ASSERT_TRUE(std::filesystem::exists(left + "/tape.db"));
+  // Somebody's own tape under such a name, a copy that still runs, and those of other tapes stay.
+  const std::string own = reel + ".copy-" + std::to_string(child) + "0";
+  const std::string running = reel + ".copy-" + std::to_string(getppid());
+  const std::string other = folder + "/reels.copy-" + std::to_string(child);
+  std::string error;
+  facts.pictures = 10;
+  ASSERT_TRUE(TapeFolder::Create(own, facts, &error)) << error;
+  std::filesystem::copy(left, running, std::filesystem::copy_options::recursive);
+  std::filesystem::copy(left, other, std::filesystem::copy_options::recursive);
+  EXPECT_TRUE(CreateTapeOfMovie(reel, facts, movie, nullptr, &error)) << error;
+  EXPECT_FALSE(std::filesystem::exists(left));
+  for (const std::string& path : {own, running, other}) {
+    EXPECT_TRUE(std::filesystem::exists(path + "/tape.db")) << path;
+  }
+  EXPECT_FALSE(std::filesystem::exists(reel + "/unfinished"));
+  EXPECT_NE(TapeFolder::Open(reel, true, &error), nullptr) << error;
 }
 
 TEST(TapeImport, GivenUpNothingIsLeft) {
