@@ -384,6 +384,151 @@ TEST(PatternDrawing, PitchBehindThePixelsIsZero) {
   }
 }
 
+// ---- bands, and single samples ----
+
+// Where the bands of a pattern begin, in lines of the frame, and what stands in them.
+struct BandCase {
+  uint32_t number;
+  uint32_t standard;
+  bool vanc;
+  std::vector<uint32_t> edges;  // the first line of each, and the line behind the last
+};
+
+// clang-format off
+const BandCase kBands[] = {
+  // five bands of a fifth of the picture
+  { 7, Standard525,  false, {  0,  97, 194, 291, 388,  486 } },
+  { 7, Standard625,  false, {  0, 115, 230, 345, 460,  576 } },
+  { 7, Standard720,  false, {  0, 144, 288, 432, 576,  720 } },
+  { 7, Standard1080, false, {  0, 216, 432, 648, 864, 1080 } },
+  { 7, Standard1080, true,  { 32, 248, 464, 680, 896, 1112 } },
+  // 182, 720 and 178 of 1080 lines
+  { 4, Standard525,  false, {  0,  81, 405,  486 } },
+  { 4, Standard625,  false, {  0,  97, 481,  576 } },
+  { 4, Standard720,  false, {  0, 121, 601,  720 } },
+  { 4, Standard1080, true,  { 32, 214, 934, 1112 } },
+  { 2, Standard525,  false, {  0,  486 } },
+  { 2, Standard720,  false, {  0,  720 } },
+  { 2, Standard1080, true,  { 32, 1112 } },
+};
+// clang-format on
+
+std::vector<PatternLine> LinesOfBands(uint32_t number) {
+  switch (number) {
+    case 2:
+      return {PatternLine::Ramp};
+    case 4:
+      return {PatternLine::Markers, PatternLine::LumaSweep, PatternLine::ChromaSweep};
+    default:
+      return {PatternLine::Bars75, PatternLine::Ramp, PatternLine::Multiburst,
+              PatternLine::LumaSweep, PatternLine::ChromaSweep};
+  }
+}
+
+TEST(PatternDrawing, BandsHoldTheirStoredLineFromTheFirstLineToTheLast) {
+  for (const BandCase& row : kBands) {
+    SCOPED_TRACE("pattern " + std::to_string(row.number) + " standard " +
+                 std::to_string(row.standard) + " to line " + std::to_string(row.edges.back()));
+    PatternRaster raster = Raster(FrameBuffer8BitUyvy, row.standard);
+    raster.vanc = row.vanc;
+    const RQD5FormatDescriptor shape = PatternDescriptor(raster);
+    ASSERT_EQ(shape.numLines, row.edges.back());
+    const Frame frame = Draw(row.number, raster);
+    const size_t pitch = size_t{shape.linePitch} * 4;
+    const std::vector<PatternLine> lines = LinesOfBands(row.number);
+    ASSERT_EQ(lines.size() + 1, row.edges.size());
+    const bool sd = row.standard == Standard525 || row.standard == Standard625;
+    for (size_t band = 0; band < lines.size(); ++band) {
+      PatternSamples samples = UnpackStoredLine(GetStoredLine(lines[band], sd));
+      if (shape.numPixels != 1920) {
+        samples = ResamplePattern(samples, static_cast<int32_t>(shape.numPixels));
+      }
+      for (const uint32_t y : {row.edges[band], row.edges[band + 1] - 1}) {
+        for (size_t i = 0; i < samples.size(); ++i) {
+          ASSERT_EQ(frame[y * pitch + i], samples[i] >> 2)
+              << "band " << band << " line " << y << " sample " << i;
+        }
+      }
+    }
+  }
+}
+
+// Sample `index` of line `y` of a frame in format 0: Cb, Y, Cr, Y from the left.
+uint32_t TenBits(const Frame& frame, const PatternRaster& raster, uint32_t y, uint32_t index) {
+  const size_t pitch = size_t{PatternDescriptor(raster).linePitch} * 4;
+  return LoadLe32(frame.data() + y * pitch + index / 3 * 4) >> index % 3 * 10 & 0x3FF;
+}
+
+struct SampleCase {
+  uint32_t x, y;
+  uint32_t luma;
+  uint32_t chroma;  // Cb and Cr of the pair, at an even x; 0: not looked at
+};
+
+void ExpectSamples(uint32_t number, uint32_t standard, const std::vector<SampleCase>& cases) {
+  const PatternRaster raster = Raster(FrameBuffer10BitYCbCr, standard);
+  const Frame frame = Draw(number, raster);
+  for (const SampleCase& row : cases) {
+    EXPECT_EQ(TenBits(frame, raster, row.y, row.x * 2 + 1), row.luma) << row.x << "," << row.y;
+    if (row.chroma == 0) continue;
+    EXPECT_EQ(TenBits(frame, raster, row.y, row.x * 2), row.chroma) << row.x << "," << row.y;
+    EXPECT_EQ(TenBits(frame, raster, row.y, row.x * 2 + 2), row.chroma) << row.x << "," << row.y;
+  }
+}
+
+// 64 to 940 in 1919 steps of 876 / 1919.
+TEST(PatternDrawing, RampBySamples) {
+  ExpectSamples(2, Standard1080,
+                {{0, 0, 64, 512},
+                 {480, 500, 283, 512},
+                 {960, 500, 502, 512},
+                 {1440, 1079, 721, 512},
+                 {1919, 1079, 940, 0}});
+}
+
+TEST(PatternDrawing, FlatFieldIsHalfWayFromBlackToWhite) {
+  for (const uint32_t standard : {Standard1080, Standard720, Standard525, Standard625}) {
+    const PatternRaster raster = Raster(FrameBuffer8BitArgb, standard);
+    const RQD5FormatDescriptor shape = PatternDescriptor(raster);
+    const uint32_t right = shape.numPixels - 1, bottom = shape.numLines - 1;
+    ExpectSamples(6, standard,
+                  {{0, 0, 502, 512}, {right, bottom, 502, 0}, {right / 2 & ~1u, 99, 502, 512}});
+    const Frame frame = Draw(6, raster);
+    for (const uint32_t x : {0u, right / 2, right}) {
+      for (const uint32_t y : {0u, bottom}) {
+        EXPECT_EQ(At(frame, raster, x, y), (std::array<int, 3>{128, 128, 128})) << x << "," << y;
+      }
+    }
+  }
+}
+
+// The phase is pi for each 4800 of dx * dx + dy * dy round (960, 540): a quarter cycle, the highest
+// value 502 + 285, at 2400; the lowest, 502 - 285, at 7200.
+TEST(PatternDrawing, ZonePlateBySamples) {
+  ExpectSamples(TestPatternZonePlate, Standard1080,
+                {{960, 540, 502, 512},  // the middle
+                 {961, 540, 502, 0},
+                 {1009, 540, 787, 0},  // 49 beside it
+                 {911, 540, 787, 0},
+                 {960, 589, 787, 803},  // and above and below
+                 {960, 491, 787, 803},
+                 {1008, 550, 787, 803},
+                 {1020, 600, 217, 220},  // 60 and 60
+                 {900, 480, 217, 220},
+                 {0, 540, 502, 0},    // 192 half cycles
+                 {0, 0, 703, 717}});  // 252 and three quarters
+}
+
+// Here it is pi for each 1800 round (360, 243).
+TEST(PatternDrawing, ZonePlateOfAnotherRasterBySamples) {
+  ExpectSamples(TestPatternZonePlate, Standard525,
+                {{360, 243, 502, 512},
+                 {390, 243, 787, 803},
+                 {330, 243, 787, 803},
+                 {360, 273, 787, 803},
+                 {412, 243, 217, 220}});
+}
+
 TEST(PatternDrawing, AncillaryLinesAreBlack) {
   PatternRaster raster = Raster(FrameBuffer8BitUyvy);
   raster.vanc = true;
