@@ -42,7 +42,8 @@ NxErr NXMaximizeGUI(NxRECT* rect, uint8_t restore);
 NxErr NXStartMoveGUI();
 NxErr NXMoveGUI();
 NxErr NXStopMoveGUI();
-// All mouse messages go to this window until NXReleaseMouse.
+// All mouse messages go to this window until NXReleaseMouse. A dialog that opens takes the mouse
+// away: before it shows, the window is told that the button was released where it was last.
 NxErr NXCaptureMouse(NXWindowNode* node);
 NxErr NXReleaseMouse();
 // The native window. Returns: null where there is none.

@@ -143,6 +143,58 @@ TEST_F(InputTest, AWindowThatCapturedTheMouseGetsAllOfIt) {
   EXPECT_EQ(NxErrFailure, NXCaptureMouse(nullptr));
 }
 
+// The button is released in the dialog, which keeps that to itself.
+TEST_F(InputTest, ADialogTakesTheMouseAwayAsIfTheButtonWereReleased) {
+  RecordingWindow pane;
+  const NxRECT rect = {20, 30, 100, 50};
+  ASSERT_EQ(NxErrSuccess, pane.CreateNXWindow("pane", 0, 1, 0, &rect, &root));
+  ASSERT_TRUE(hands->Mouse(pane, NXMSG_LBUTTONDOWN, 3, 4));
+  EXPECT_EQ(NxErrSuccess, NXCaptureMouse(pane.nxNode));
+  ASSERT_TRUE(hands->Mouse(root, NXMSG_MOUSEMOVE, 200, 150));
+  pane.Take();
+  root.Take();
+  struct State {
+    RecordingWindow* pane;
+    std::vector<Received> before;
+  } state = {&pane, {}};
+  hands->OnNextBox(
+      [](void* self) {
+        auto* seen = static_cast<State*>(self);
+        seen->before = seen->pane->Take();
+      },
+      &state);
+  EXPECT_EQ(NxErrSuccess, NXShowMB("Error", "text"));
+  const std::vector<Received> released = {{NXMSG_LBUTTONUP, 180, 120, nullptr, nullptr}};
+  EXPECT_EQ(released, state.before);
+  ASSERT_TRUE(hands->Mouse(root, NXMSG_MOUSEMOVE, 210, 160));
+  EXPECT_TRUE(pane.Take().empty());
+  const std::vector<Received> moved = {{NXMSG_MOUSEMOVE, 210, 160, nullptr, nullptr}};
+  EXPECT_EQ(moved, root.Take());
+  // Nobody has it: nobody is told.
+  hands->OnNextBox([](void*) {}, nullptr);
+  EXPECT_EQ(NxErrSuccess, NXShowMB("Error", "text"));
+  EXPECT_TRUE(pane.Take().empty());
+}
+
+TEST_F(InputTest, ADialogTakesTheMouseFromAVideoWindowToo) {
+  const NxRECT rect = {20, 30, 100, 50};
+  NXVideoWindowNode* video = NXCreateVideoWindow(root.nxNode, "video", &rect, 0);
+  ASSERT_NE(nullptr, video);
+  NXShowVideoWindow(video, 1);
+  hands->Settle();
+  ASSERT_TRUE(hands->Mouse(video, NXMSG_LBUTTONDOWN, 3, 4));
+  EXPECT_EQ(NxErrSuccess, NXVCaptureMouse(video));
+  root.Take();
+  hands->OnNextBox([](void*) {}, nullptr);
+  EXPECT_EQ(NxErrSuccess, NXShowMB("Error", "text"));
+  const std::vector<Received> released = {{NXMSG_VIDEOBUTTONUP, 3, 4, video, nullptr}};
+  EXPECT_EQ(released, root.Take());
+  ASSERT_TRUE(hands->Mouse(root, NXMSG_MOUSEMOVE, 210, 160));
+  const std::vector<Received> moved = {{NXMSG_MOUSEMOVE, 210, 160, nullptr, nullptr}};
+  EXPECT_EQ(moved, root.Take());
+  NXDestroyVideoWindow(video);
+}
+
 TEST_F(InputTest, TheWheelGoesToTheRoot) {
   RecordingWindow pane;
   Add(pane);

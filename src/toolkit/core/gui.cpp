@@ -59,6 +59,7 @@ ToolkitBinding* DialogBinding() {
 class DialogScope {
  public:
   DialogScope() {
+    toolkit::ReleaseCapturedMouse();
     const Lock lock(TheCore().mutex);
     ++TheCore().dialogs;
   }

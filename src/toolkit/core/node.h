@@ -92,6 +92,8 @@ struct Core {
 
   std::vector<HotKey> hotKeys;
   NodeId mouseCapture = 0;
+  int mouseX = 0;  // in the root, as the binding told last
+  int mouseY = 0;
   NodeId focus = 0;
   int dialogs = 0;             // open ones
   bool closeWanted = false;    // the desktop asked to close while a dialog was open
@@ -125,6 +127,9 @@ void Settle(Core& core, Lock lock);
 void FlushChanges(Core& core);
 // Delivers on the main thread, without the mutex. -2 when the window is gone.
 NxErr Deliver(const Message& message);
+// Main thread, without the mutex: who has captured the mouse hears that the button was released
+// where the mouse was last, and has it no more.
+void ReleaseCapturedMouse();
 void DestroyVideo(Core& core, NXVideoWindowNode* node);  // main thread, without the mutex
 
 // A setter: changes the state of a window that exists. `change` returns a NxErr; only with 0 is

@@ -249,6 +249,8 @@ bool UserMouse(NodeId id, uint32_t message, int x, int y) {
   } else {
     return false;
   }
+  core.mouseX = point.x;
+  core.mouseY = point.y;
   if (core.mouseCapture != 0) {
     const auto captured = core.videoById.find(core.mouseCapture);
     video = captured == core.videoById.end() ? nullptr : captured->second;
@@ -263,6 +265,25 @@ bool UserMouse(NodeId id, uint32_t message, int x, int y) {
   lock.unlock();
   Deliver(text);
   return true;
+}
+
+void ReleaseCapturedMouse() {
+  Core& core = TheCore();
+  Lock lock(core.mutex);
+  const NodeId id = std::exchange(core.mouseCapture, 0);
+  const MousePoint point = {core.mouseX, core.mouseY};
+  Message text;
+  if (const auto found = core.videoById.find(id); found != core.videoById.end()) {
+    text = MouseMessageToVideo(core, *found->second, NXMSG_LBUTTONUP, point);
+  } else if (const NXWindowNode* window = FindWindow(core, id); window != nullptr) {
+    text = MouseMessageToWindow(core, *window, NXMSG_LBUTTONUP, point);
+  } else {
+    return;
+  }
+  ToolkitBinding* binding = core.binding;
+  lock.unlock();
+  binding->CaptureMouse(0);
+  Deliver(text);
 }
 
 bool UserWheel(int delta, int modifier) {
