@@ -1,5 +1,7 @@
 #include "shell/main_window.h"
 
+#include <utility>
+
 #include "base/system.h"
 #include "capture/capture_engine.h"
 #include "playback/playback_engine.h"
@@ -277,13 +279,18 @@ void MorvaneWnd::Maximize() {
   RestoreCheckedTab();
 }
 
+void MorvaneWnd::SetOptionSetters(OptionSetter playback, OptionSetter capture) {
+  setPlaybackOption_ = std::move(playback);
+  setCaptureOption_ = std::move(capture);
+}
+
 void MorvaneWnd::SelectOutputOption(int index) {
   if (!IsFree()) return;
   NxErr result = NxErrFailure;
   if (playTab_.GetNXTabCheck() != 0) {
-    result = playback_.SetOutputOption(index);
+    result = setPlaybackOption_ ? setPlaybackOption_(index) : playback_.SetOutputOption(index);
   } else if (captureTab_.GetNXTabCheck() != 0) {
-    result = capture_.SetOutputOption(index);
+    result = setCaptureOption_ ? setCaptureOption_(index) : capture_.SetOutputOption(index);
   }
   if (result == NxErrSuccess) outputOptions_.SetNXCurSel(index, false);
 }

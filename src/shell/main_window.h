@@ -1,5 +1,7 @@
 #pragma once
 
+#include <functional>
+
 #include "capture/capture_window.h"
 #include "playback/playback_window.h"
 #include "setup/setup_window.h"
@@ -29,6 +31,11 @@ class MorvaneWnd final : public NXWindow {
 
   // What a click on the close button does; the desktop may ask for the same.
   void RequestClose();
+
+  // What a choice in the list of output options is given to, by the tab that is checked. Until this
+  // is called, and where one is empty, the tab's window. For tests.
+  using OptionSetter = std::function<NxErr(int index)>;
+  void SetOptionSetters(OptionSetter playback, OptionSetter capture);
 
   // Neither a capture nor a playback runs.
   [[nodiscard]] bool IsFree() const { return !playback_.IsBusy() && !capture_.IsBusy(); }
@@ -69,6 +76,8 @@ class MorvaneWnd final : public NXWindow {
   NXPictureButton minimizeButton_;
   NXPictureButton maximizeButton_;
   NXPictureButton closeButton_;
+  OptionSetter setPlaybackOption_;
+  OptionSetter setCaptureOption_;
   bool moving_ = false;  // the user drags the window by its background
   MorvanePlaybackWnd playback_;
   MorvaneCaptureWnd capture_;

@@ -109,12 +109,49 @@ TEST_F(MainWindowTest, OutputOptionsAreAnEmptyList) {
   EXPECT_STREQ("File Options", text);
   EXPECT_EQ(NxErrFailure, window->Playback().GetOutputOptionText(1, text, sizeof(text)));
   EXPECT_STREQ("Unknown", text);
-  // Its message is routed all the same, and refused.
-  for (const char* tab : {"playTab", "captureTab", "setupTab"}) {
-    Click(tab);
-    window->ReceiveNXMessage(NXMSG_SELCHANGED, 0, 0, &options, nullptr);
-    EXPECT_EQ(-1, options.GetNXCurSel());
-  }
+  EXPECT_EQ(NxErrFailure, window->Playback().SetOutputOption(0));
+  EXPECT_EQ(NxErrFailure, window->Capture().SetOutputOption(0));
+}
+
+// The list's messages are routed all the same: to the checked tab, if it has one to set, and the
+// list follows only what was not refused.
+TEST_F(MainWindowTest, AnOutputOptionGoesToTheCheckedTab) {
+  BuildMachine(kOneBoard);
+  Start();
+  auto& options = static_cast<NXComboButton&>(Control("outputOptions"));
+  for (const char* item : {"first", "second", "third"}) options.InsertNXItem(-1, item, false);
+  std::string told;
+  NxErr answer = NxErrSuccess;
+  window->SetOptionSetters(
+      [&](int index) {
+        told += "play " + std::to_string(index) + " ";
+        return answer;
+      },
+      [&](int index) {
+        told += "capture " + std::to_string(index) + " ";
+        return answer;
+      });
+  // Who was told of the choice, and what the list shows then.
+  const auto choose = [&](int index, NXWindow* sender) {
+    told.clear();
+    options.SetNXCurSel(0, false);
+    window->ReceiveNXMessage(NXMSG_SELCHANGED, index, 0, sender, nullptr);
+    return told + std::to_string(options.GetNXCurSel());
+  };
+  EXPECT_EQ("play 1 1", choose(1, &options));
+  EXPECT_EQ("0", choose(1, &Control("maximizeButton")));
+  answer = NxErrFailure;
+  EXPECT_EQ("play 2 0", choose(2, &options));
+  Click("captureTab");
+  EXPECT_EQ("capture 2 0", choose(2, &options));
+  answer = NxErrSuccess;
+  EXPECT_EQ("capture 2 2", choose(2, &options));
+  Click("setupTab");
+  EXPECT_EQ("0", choose(1, &options));
+  ASSERT_NO_FATAL_FAILURE(BeginCapture());
+  EXPECT_EQ("0", choose(1, &options));
+  EndCapture();
+  EXPECT_EQ("capture 1 1", choose(1, &options));
 }
 
 TEST_F(MainWindowTest, MaximizesToTheScreenAndBack) {
