@@ -1,3 +1,5 @@
+#include <map>
+
 #include "shell_fixture.h"
 
 namespace morvane::test {
@@ -172,6 +174,63 @@ TEST_F(MainWindowTest, MaximizesToTheScreenAndBack) {
   EXPECT_EQ(125, toolkit->Window().x);
   EXPECT_EQ((NxRECT{8, 672, 96, 64}), Control("playTab").nxRect);
   EXPECT_EQ("pCs pCs pCs", Tabs());
+}
+
+// What is activated gives up its engine and hides its video window, playback first, before the
+// window changes; the checked tab has both again behind it.
+TEST_F(MainWindowTest, NothingIsActivatedWhileItIsMaximized) {
+  for (const bool restore : {false, true}) {
+    BuildMachine(kOneBoard);
+    Start(1280, 1024);
+    Click("captureTab");
+    if (restore) Click("maximizeButton");
+    // All three, as they never are by a user's hand.
+    EXPECT_EQ(NxErrSuccess, window->Playback().Activate(window->Setup().CurrentPlayback(), true));
+    EXPECT_EQ(NxErrSuccess, window->Setup().Activate(true, 0));
+    TakeJournal();
+    std::map<std::string, bool> shown;
+    for (const toolkit::VideoState& video : toolkit::AllVideos()) shown[video.name] = video.shown;
+    toolkit->WhenVideoChanges([&](const toolkit::VideoState& video) {
+      if (std::exchange(shown[video.name], video.shown) == video.shown) return;
+      journal += (video.shown ? "+" : "-") + video.name.substr(0, video.name.find(' ')) + " " +
+                 Tabs().substr(4, 3) + ", ";
+    });
+    toolkit->BeforeStage([&](HeadlessToolkit::Stage stage) {
+      EXPECT_EQ(HeadlessToolkit::Stage::Maximize, stage);
+      journal += "now " + Tabs().substr(4, 3) + ", ";
+      EXPECT_FALSE(window->Setup().CurrentCapture()->IsActive());
+      EXPECT_FALSE(window->Setup().CurrentPlayback()->IsActive());
+    });
+    EXPECT_TRUE(Click("maximizeButton"));
+    EXPECT_EQ("-Playback pCS, -Capture pcS, now pcs, +Capture pcs, ", TakeJournal());
+    EXPECT_EQ("pCs pCs pCs", Tabs());
+    EXPECT_TRUE(window->Setup().CurrentCapture()->IsActive());
+    EXPECT_FALSE(window->Setup().CurrentPlayback()->IsActive());
+    toolkit->WhenVideoChanges({});
+    toolkit->BeforeStage({});
+    End();
+  }
+}
+
+// A box that opens under the hand that drags the window ends the drag.
+TEST_F(MainWindowTest, ABoxLetsGoOfTheWindow) {
+  BuildMachine(kNoBoard);
+  Start(1280, 1024);
+  toolkit->MovePointer(300, 140);
+  EXPECT_TRUE(toolkit->Mouse(*window, NXMSG_LBUTTONDOWN, 175, 756));
+  toolkit->MovePointer(310, 150);
+  EXPECT_TRUE(toolkit->Mouse(*window, NXMSG_MOUSEMOVE, 185, 746));
+  NXShowMB("Error", "text");
+  EXPECT_EQ(0u, toolkit->MouseCapture());
+  toolkit->MovePointer(400, 400);
+  toolkit->Mouse(*window, NXMSG_MOUSEMOVE, 185, 746);
+  EXPECT_EQ(135, toolkit->Window().x);
+  EXPECT_EQ(138, toolkit->Window().y);
+  // And it is dragged again by the next press.
+  EXPECT_TRUE(toolkit->Mouse(*window, NXMSG_LBUTTONDOWN, 175, 756));
+  EXPECT_NE(0u, toolkit->MouseCapture());
+  EXPECT_TRUE(toolkit->Mouse(*window, NXMSG_LBUTTONUP, 175, 756));
+  EXPECT_EQ(0u, toolkit->MouseCapture());
 }
 
 TEST_F(MainWindowTest, ASmallScreenIsNotMaximizedTo) {

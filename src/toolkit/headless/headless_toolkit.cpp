@@ -50,7 +50,10 @@ class HeadlessToolkit::Screen final : public toolkit::VideoShadow {
     if (toolkit_->videoGoes_) toolkit_->videoGoes_(state_);
   }
 
-  void Update(const VideoState& state) override { state_ = state; }
+  void Update(const VideoState& state) override {
+    state_ = state;
+    if (toolkit_->videoChanges_) toolkit_->videoChanges_(state_);
+  }
   bool Begin(uint32_t width, uint32_t height, uint32_t displayType) override {
     const std::lock_guard lock(mutex_);
     video_.running = true;
@@ -247,6 +250,7 @@ HeadlessToolkit::Video HeadlessToolkit::Look(const NXVideoWindowNode* video) con
 // ---------------------------------------------------------------------------------
 
 NxErr HeadlessToolkit::InitGui(const toolkit::GuiSetup& setup) {
+  Tell(Stage::Init);
   window_ = {};
   window_.x = setup.x;
   window_.y = setup.y;
@@ -259,14 +263,17 @@ NxErr HeadlessToolkit::InitGui(const toolkit::GuiSetup& setup) {
 }
 
 void HeadlessToolkit::StartGui() {
+  Tell(Stage::Start);
   window_.started = true;
 }
 
 void HeadlessToolkit::StopGui() {
+  Tell(Stage::Stop);
   window_.started = false;
 }
 
 void HeadlessToolkit::KillGui() {
+  Tell(Stage::Kill);
   window_.made = false;
   focus_ = capture_ = 0;
 }
@@ -306,6 +313,7 @@ NxErr HeadlessToolkit::Minimize() {
 }
 
 NxErr HeadlessToolkit::Maximize(NxRECT* rect, bool restore) {
+  Tell(Stage::Maximize);
   if (!restore) {
     if (!window_.fullScreen) {
       smallX_ = window_.x;

@@ -107,14 +107,21 @@ class HeadlessToolkit final : public toolkit::ToolkitBinding {
   };
   [[nodiscard]] Video Look(const NXVideoWindowNode* video) const;
 
-  // Called when a message has come to the end of its handler, and when a video window goes, with
-  // its last state.
+  // Called when a message has come to the end of its handler; when a video window has changed, and
+  // when it goes, with its last state.
   void WhenMessageEnds(std::function<void(const toolkit::Message&)> action) {
     messageEnds_ = std::move(action);
+  }
+  void WhenVideoChanges(std::function<void(const toolkit::VideoState&)> action) {
+    videoChanges_ = std::move(action);
   }
   void WhenVideoGoes(std::function<void(const toolkit::VideoState&)> action) {
     videoGoes_ = std::move(action);
   }
+
+  // Called before the whole window is made, started, stopped, taken away or maximised.
+  enum class Stage { Init, Start, Stop, Kill, Maximize };
+  void BeforeStage(std::function<void(Stage)> action) { beforeStage_ = std::move(action); }
 
   struct TopLevel {
     int x = 0, y = 0, w = 0, h = 0;  // on the screen, y downwards
@@ -165,6 +172,9 @@ class HeadlessToolkit final : public toolkit::ToolkitBinding {
   class Screen;
 
   void MoveFocus(toolkit::NodeId id);
+  void Tell(Stage stage) const {
+    if (beforeStage_) beforeStage_(stage);
+  }
   void CheckFocus();  // what can no longer have it loses it
   NxErr Answer(const std::string& title, const std::string& folder, std::string* path);
 
@@ -184,7 +194,9 @@ class HeadlessToolkit final : public toolkit::ToolkitBinding {
   std::vector<Box> boxes_;
   std::function<void()> whileBox_;
   std::function<void(const toolkit::Message&)> messageEnds_;
+  std::function<void(const toolkit::VideoState&)> videoChanges_;
   std::function<void(const toolkit::VideoState&)> videoGoes_;
+  std::function<void(Stage)> beforeStage_;
   std::string answer_;
   Box lastDialog_;
   int cancels_ = 0;
