@@ -82,6 +82,35 @@ TEST_F(MainWindowTest, AClickOnATabShowsItAndHandsOverTheEngine) {
   EXPECT_FALSE(window->Setup().CurrentCapture()->IsActive());
 }
 
+// A tab window that is not activated may still show its video window: it goes out of sight, too.
+TEST_F(MainWindowTest, ATabThatIsNotActivatedHidesItsVideoWindowAsWell) {
+  BuildMachine(kOneBoard);
+  Start();
+  const auto shown = [](const std::string& tab) {
+    for (const toolkit::VideoState& video : toolkit::AllVideos()) {
+      if (video.name.starts_with(tab)) return video.shown;
+    }
+    ADD_FAILURE() << "no video window of " << tab;
+    return false;
+  };
+  EXPECT_EQ(NxErrSuccess, window->Playback().Deactivate(false));
+  EXPECT_TRUE(shown("Playback"));
+  Click("captureTab");
+  EXPECT_FALSE(shown("Playback"));
+  EXPECT_EQ(NxErrSuccess, window->Capture().Deactivate(false));
+  EXPECT_TRUE(shown("Capture"));
+  Click("playTab");
+  EXPECT_FALSE(shown("Capture"));
+  for (const char* tab : {"playTab", "captureTab"}) {
+    Click(tab);
+    EXPECT_EQ(NxErrSuccess, tab[0] == 'p' ? window->Playback().Deactivate(false)
+                                          : window->Capture().Deactivate(false));
+    Click("setupTab");
+    EXPECT_FALSE(shown("Playback")) << tab;
+    EXPECT_FALSE(shown("Capture")) << tab;
+  }
+}
+
 TEST_F(MainWindowTest, AClickOnTheCheckedTabDoesNothing) {
   BuildMachine(kOneBoard);
   Start();

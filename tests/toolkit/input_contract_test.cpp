@@ -47,22 +47,30 @@ TEST_F(InputTest, TheWindowThatRegisteredAKeyLastGetsIt) {
 
 TEST_F(InputTest, AnEditTakesEveryKeyButEscape) {
   NXText text;
+  NXNumber number;
   Add(text, "old");
+  Add(number, "12");
+  const struct {
+    NXWindow* control;
+    const char* typed;
+  } kEdits[] = {{&text, "i"}, {&number, "3"}};
   for (const int key : {int{'i'}, int{NXKEY_SPACE}, int{NXKEY_LEFT}, int{NXKEY_ESCAPE}}) {
     NXRegisterHotKey(root.nxNode, key, 0);
   }
-  ASSERT_TRUE(hands->BeginTyping(text, "i"));
-  root.Take();
-  hands->Key('i');
-  hands->Key(NXKEY_SPACE);
-  hands->Key(NXKEY_LEFT);
-  EXPECT_TRUE(root.Take().empty());
-  EXPECT_TRUE(toolkit::IsHotKey(NXKEY_ESCAPE, 0, 0));
-  EXPECT_FALSE(toolkit::IsHotKey('i', 0, 0));
-  hands->Blur();
-  root.Take();
-  hands->Key('i');
-  EXPECT_EQ(1u, root.Take().size());
+  for (const auto& edit : kEdits) {
+    ASSERT_TRUE(hands->BeginTyping(*edit.control, edit.typed));
+    root.Take();
+    hands->Key('i');
+    hands->Key(NXKEY_SPACE);
+    hands->Key(NXKEY_LEFT);
+    EXPECT_TRUE(root.Take().empty()) << edit.typed;
+    EXPECT_TRUE(toolkit::IsHotKey(NXKEY_ESCAPE, 0, 0));
+    EXPECT_FALSE(toolkit::IsHotKey('i', 0, 0));
+    hands->Blur();
+    root.Take();
+    hands->Key('i');
+    EXPECT_EQ(1u, root.Take().size()) << edit.typed;
+  }
 }
 
 TEST_F(InputTest, AnArrowIsNoCharacter) {
