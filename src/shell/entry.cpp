@@ -34,17 +34,16 @@ void StopWindow(MorvaneWnd* window) {
 
 }  // namespace
 
-int RunMorvane() {
+int RunMorvane(ProcessObjects* objects) {
   NxDataVYRInit();
-  auto objects = std::make_unique<ProcessObjects>();
-  auto window = std::make_unique<MorvaneWnd>(objects.get());
+  auto window = std::make_unique<MorvaneWnd>(objects);
   objects->moduleFolder = ModuleFolder();
   NxRaiseProcessPriority();
   // A lock that cannot be made counts as taken: its board is then not held.
   (void)objects->locks.Create();
   const int screenWidth = static_cast<int>(NxScreenWidth());
   const int screenHeight = static_cast<int>(NxScreenHeight());
-  BuildColorTables(objects.get());
+  BuildColorTables(objects);
   StartWindow(window.get(), screenWidth, screenHeight);
 
   while (!objects->quit && NXDispatchGUI(true) == NxErrSuccess) {

@@ -4,6 +4,7 @@
 
 #include "base/message_hook.h"
 #include "shell/entry.h"
+#include "shell/process_objects.h"
 #include "simulator/simulated_machine.h"
 #include "toolkit/gui.h"
 #include "toolkit/qt/desktop_signals.h"
@@ -26,5 +27,6 @@ int main(int argc, char** argv) {
                           nullptr);
   const char* dump = getenv("MORVANE_UI_DUMP");
   const morvane::DesktopSignals signals(dump != nullptr ? dump : "");
-  return morvane::RunMorvane();
+  morvane::ProcessObjects objects;
+  return morvane::RunMorvane(&objects);
 }

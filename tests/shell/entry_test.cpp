@@ -52,7 +52,8 @@ class EntryTest : public ShellTest {
   int Run(const std::function<void()>& meanwhile) {
     toolkit = std::make_unique<HeadlessToolkit>();
     toolkit->Later(meanwhile);
-    return RunMorvane();
+    objects = std::make_unique<ProcessObjects>();
+    return RunMorvane(objects.get());
   }
 };
 
@@ -83,6 +84,62 @@ TEST_F(EntryTest, RunsFromStartToEnd) {
   EXPECT_EQ(128, top.y);
   EXPECT_TRUE(top.started);
   EXPECT_FALSE(toolkit->Window().made);
+}
+
+// How many of the machine-wide locks this process has open, held or not.
+int OpenLocks() {
+  int count = 0;
+  std::error_code error;
+  for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
+    const std::filesystem::path file = std::filesystem::read_symlink(entry.path(), error);
+    count += !error && file.filename().string().starts_with("morvane-Sorn") ? 1 : 0;
+  }
+  return count;
+}
+
+// What the process has once is there before the toolkit and is given back when that is gone.
+TEST_F(EntryTest, StartsAndEndsInOrder) {
+  BuildMachine(kOneBoard);
+  toolkit = std::make_unique<HeadlessToolkit>();
+  objects = std::make_unique<ProcessObjects>();
+  const auto tables = [&] {
+    int count = 0;
+    for (const auto& table : objects->colorTables) count += table != nullptr ? 1 : 0;
+    return count;
+  };
+  const auto note = [&](const std::string& what) {
+    const bool windows = !toolkit::AllWindows().empty();
+    journal += what + (windows ? " windows " : " ") + std::to_string(OpenLocks()) + " " +
+               std::to_string(tables()) + ", ";
+  };
+  toolkit->BeforeStage([&](HeadlessToolkit::Stage stage) {
+    constexpr const char* kNames[] = {"init", "start", "stop", "kill"};
+    note(kNames[static_cast<size_t>(stage)]);
+    if (stage == HeadlessToolkit::Stage::Init) {
+      EXPECT_EQ(ModuleFolder(), objects->moduleFolder);
+    }
+  });
+  std::string closed;
+  toolkit->Later([&] {
+    note("loop");
+    objects->locks.Watch([&](const std::string& name, BoardLockStep step) {
+      if (step != BoardLockStep::Closed) return;
+      closed += name + " ";
+      EXPECT_FALSE(toolkit->Window().made) << name;
+      EXPECT_EQ(8, tables()) << name;
+    });
+    Click("closeButton");
+  });
+  EXPECT_EQ(0, RunMorvane(objects.get()));
+  note("end");
+  EXPECT_EQ(
+      "init 24 8, start windows 24 8, loop windows 24 8, stop windows 24 8, kill 24 8, end 0 0, ",
+      TakeJournal());
+  std::string expected;
+  for (const char* family : {"SornControl", "SornAudio", "SornCard"}) {
+    for (int i = 0; i < 8; ++i) expected += family + std::to_string(i) + " ";
+  }
+  EXPECT_EQ(expected, closed);
 }
 
 TEST_F(EntryTest, TheDesktopsCloseIsTheCloseButton) {
