@@ -82,6 +82,26 @@ int OpenUninterrupted(const char* path, int flags) {
   return descriptor;
 }
 
+// Opens for reading. A pipe that nobody writes to must not hold this thread, so the open does not
+// wait; what is no file is refused.
+int OpenForReading(const char* path, int flags) {
+  int descriptor = OpenUninterrupted(path, flags | O_NONBLOCK);
+  // A file that another machine has on loan is waited for.
+  if (descriptor < 0 && errno == EWOULDBLOCK) descriptor = OpenUninterrupted(path, flags);
+  if (descriptor < 0) return descriptor;
+  struct stat status = {};
+  int error = fstat(descriptor, &status) == 0 ? 0 : errno;
+  if (error == 0 && !S_ISREG(status.st_mode) && !S_ISBLK(status.st_mode)) {
+    error = S_ISDIR(status.st_mode) ? EISDIR : ESPIPE;
+  }
+  const int now = error == 0 ? fcntl(descriptor, F_GETFL) : 0;
+  if (error == 0 && (now < 0 || fcntl(descriptor, F_SETFL, now & ~O_NONBLOCK) != 0)) error = errno;
+  if (error == 0) return descriptor;
+  close(descriptor);
+  errno = error;
+  return -1;
+}
+
 }  // namespace
 
 File::File(File&& other) noexcept
@@ -101,16 +121,17 @@ int File::Open(const std::string& path, FileMode mode, bool unbuffered) {
   (void)Close();
   return Guarded(FileCall::kOpen, [&] {
     const int flags = OpenFlags(mode);
+    const auto openWith = mode == FileMode::kRead ? OpenForReading : OpenUninterrupted;
     int descriptor = -1;
     if (unbuffered) {
-      descriptor = OpenUninterrupted(path.c_str(), flags | O_DIRECT);
+      descriptor = openWith(path.c_str(), flags | O_DIRECT);
       if (descriptor < 0 && errno != EINVAL) return errno;
     }
     unbuffered_ = descriptor >= 0;
     if (descriptor < 0) {
       // A file system that refuses O_DIRECT has made the new file all the same: an empty one, ours.
       const bool made = unbuffered && mode == FileMode::kCreate;
-      descriptor = OpenUninterrupted(path.c_str(), made ? O_RDWR | O_CREAT : flags);
+      descriptor = openWith(path.c_str(), made ? O_RDWR | O_CREAT : flags);
       struct stat status;
       if (made && descriptor >= 0 && (fstat(descriptor, &status) != 0 || status.st_size != 0)) {
         close(descriptor);

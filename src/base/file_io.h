@@ -12,7 +12,7 @@
 namespace morvane {
 
 enum class FileMode {
-  kRead,     // must exist
+  kRead,     // must exist, and be a file: a folder is EISDIR, a pipe or a terminal ESPIPE
   kUpdate,   // read and write, must exist
   kCreate,   // read and write, must not exist: EEXIST, and the file that is there stays as it is
   kReplace,  // read and write, made when missing, emptied when there

@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -316,6 +317,22 @@ TEST_F(FileTest, FaultReachesEveryCall) {
     EXPECT_EQ(entry.run(&file, path_, other), 0);  // the failed ones did nothing
   }
   EXPECT_FALSE(file.IsOpen());
+}
+
+TEST_F(FileTest, OnlyAFileIsOpenedForReading) {
+  ASSERT_EQ(mkfifo(path_.c_str(), 0600), 0);
+  for (const bool unbuffered : {false, true}) {
+    File file;  // with nobody at the other end of the pipe
+    EXPECT_EQ(file.Open(path_, FileMode::kRead, unbuffered), ESPIPE);
+    EXPECT_EQ(file.Open(folder_, FileMode::kRead, unbuffered), EISDIR);
+    EXPECT_EQ(file.Open("/dev/zero", FileMode::kRead, unbuffered), ESPIPE);
+    EXPECT_FALSE(file.IsOpen());
+  }
+  const std::string plain = folder_ + "/plain";
+  Put(plain, "plain");
+  File file;
+  ASSERT_EQ(file.Open(plain, FileMode::kRead), 0);
+  EXPECT_EQ(fcntl(file.Descriptor(), F_GETFL) & O_NONBLOCK, 0);
 }
 
 TEST_F(FileTest, FaultyReplaceKeepsTheOldFile) {
