@@ -1,5 +1,6 @@
 #include "media/media_yuv.h"
 
+#include <algorithm>
 #include <iterator>
 
 namespace morvane {
@@ -38,6 +39,12 @@ static_assert(BytesFollowFromSizes());
 
 std::span<const SeqWriteFormat> NxMediaYUV::WriteFormats() const {
   return kFormats;
+}
+
+bool NxMediaYUV::IsRaster(int32_t width, int32_t height) {
+  return std::any_of(std::begin(kRasters), std::end(kRasters), [&](const RasterRow& row) {
+    return row.width == width && row.height == height;
+  });
 }
 
 NxErr NxMediaYUV::PlanWrite(NxMediaCreateInfo* info) {

@@ -8,6 +8,10 @@ namespace morvane {
 // The length of a file tells its size; the sidecar is the only source of rate and aspect.
 // Any size can be written; only the sizes of the table can be opened again.
 class NxMediaYUV final : public NxMediaSeqFile<NxMediaFileBase, NxMediaSeq> {
+ public:
+  // True for a size of the table.
+  [[nodiscard]] static bool IsRaster(int32_t width, int32_t height);
+
  protected:
   const char* ImageExtension() const override { return "yuv"; }
   const char* MediaName() const override { return "YUV Sequence"; }

@@ -106,6 +106,17 @@ CLI::Option* AddFourCCOption(CLI::App& command, const char* name, FourCCCode* co
   });
 }
 
+CLI::Option* AddRangeOption(CLI::App& command, std::string* range) {
+  const auto check = [](const std::string& text) {
+    int32_t first = 0;
+    int32_t last = 0;
+    return ParseRange(text, &first, &last) ? std::string() : text + ": A-B is meant, such as 0-24";
+  };
+  return command.add_option("--range", *range, "Frames, both ends included")
+      ->type_name("A-B")
+      ->check(check);
+}
+
 CLI::Option* AddMatrixOption(CLI::App& command, int32_t* matrix) {
   return command
       .add_option("--matrix", *matrix,

@@ -43,7 +43,8 @@ CLI::Option* AddSizeOption(CLI::App& command, const char* name, SizeChoice* size
 // A pixel format of ours; its blanks count.
 CLI::Option* AddFourCCOption(CLI::App& command, const char* name, FourCCCode* code,
                              const char* words);
-CLI::Option* AddMatrixOption(CLI::App& command, int32_t* matrix);  // --matrix, 0 to 5
+CLI::Option* AddRangeOption(CLI::App& command, std::string* range);  // --range, as ParseRange reads
+CLI::Option* AddMatrixOption(CLI::App& command, int32_t* matrix);    // --matrix, 0 to 5
 
 // The check of an option that is any number from `lowest` to `highest`. Unlike CLI::Range it
 // refuses what compares with neither: "nan".

@@ -1,10 +1,13 @@
 #include "tools/clip_door.h"
 
 #include <algorithm>
+#include <charconv>
 #include <cstdio>
 #include <filesystem>
 #include <system_error>
 
+#include "media/data_vyr.h"
+#include "media/file_handle.h"
 #include "media/seq_names.h"
 
 namespace morvane::tools {
@@ -19,6 +22,33 @@ bool IsSoundFile(const std::string& path) {
 
 bool HasSound(const NxMediaFileInfo& info) {
   return info.audio.fileCount > 0;
+}
+
+std::string WithoutSuffix(const std::string& path) {
+  return path.substr(0, path.size() - std::min(path.size(), kFrameSuffixChars));
+}
+
+// Name of the track behind `stem`: "clip" is followed by "clip_A2", "clip_A2" by "clip_A3".
+std::string NextTrack(const std::string& stem) {
+  const size_t digits = stem.find_last_not_of("0123456789") + 1;
+  int32_t number = 0;
+  const bool marked =
+      digits >= 2 && stem.compare(digits - 2, 2, "_A") == 0 &&
+      std::from_chars(stem.data() + digits, stem.data() + stem.size(), number).ec == std::errc() &&
+      number > 1 && number < INT32_MAX && stem[digits] != '0';
+  return marked ? stem.substr(0, digits) + std::to_string(number + 1) : stem + "_A2";
+}
+
+// True if a sidecar is there for the frame `path`, and is none.
+bool IsBadSidecar(const std::string& path, const std::string& sidecar) {
+  std::error_code ignored;
+  if (sidecar == path || !std::filesystem::exists(sidecar, ignored)) return false;
+  const auto clipName = std::make_unique<char16_t[]>(kVyrClipNameChars);
+  NxDataVYR document;
+  const bool opens = document.OpenRead(sidecar, clipName.get(), nullptr, kOpenExisting,
+                                       kAccessRead | kAccessShareRead, false) == NxErrSuccess;
+  (void)document.Close();
+  return !opens && MediaTypeOfPath(path, false) != NxFileTypeNone;
 }
 
 }  // namespace
@@ -54,13 +84,50 @@ NxErr OpenClipWithSound(const std::string& path, const std::string& audioDir, Op
   return result;
 }
 
+std::string SoundLeftBehind(const std::string& path, const std::string& audioDir,
+                            const OpenClip& clip) {
+  namespace fs = std::filesystem;
+  std::vector<std::string> stems;
+  if (HasSound(clip.info)) {
+    if (clip.info.audio.fileCount >= kMaxAudioFiles) return {};
+    char last[kNxFileNameChars] = {};
+    (void)clip.file->GetAudioFileName(clip.info.audio.fileCount - 1, last);
+    stems.push_back(NextTrack(WithoutSuffix(last)));
+  } else {
+    std::string name = WithoutSuffix(FileOfPath(path));
+    name.erase(name.find_last_not_of("0123456789") + 1);
+    if (!name.empty() && name.back() == '_') name.pop_back();
+    stems.push_back(FolderOfPath(path) + "/" + name);
+    for (const std::string& folder : SoundFolders(path, audioDir)) {
+      stems.push_back(folder + "/" + name);
+    }
+  }
+  for (const std::string& stem : stems) {
+    std::error_code ignored;
+    for (const char* extension : {".wav", ".WAV"}) {
+      if (fs::exists(stem + extension, ignored)) return stem + extension;
+    }
+  }
+  return {};
+}
+
 std::string OpenClipWords(const std::string& path, NxErr result) {
+  namespace fs = std::filesystem;
+  std::error_code ignored;
+  const fs::file_status status = fs::status(path, ignored);
+  if (fs::is_directory(status)) return path + " is a folder; name a frame of the clip in it.";
   char text[kNxErrTextBytes] = {};
   NxErrText(result, text);
-  std::error_code ignored;
-  return std::string(text) + " " + path +
-         (std::filesystem::exists(path, ignored) ? " is no clip that this program reads."
-                                                 : " does not exist.");
+  const std::string sidecar = SidecarToFind(path);
+  std::string words = " is no clip that this program reads.";
+  if (!fs::exists(status)) {
+    words = " does not exist.";
+  } else if (!fs::is_regular_file(status) && !fs::is_block_file(status)) {
+    words = " is no file.";
+  } else if (result == NxErrOpenVideoFile && IsBadSidecar(path, sidecar)) {
+    words = ": its sidecar " + sidecar + " cannot be read; mend it or take it away.";
+  }
+  return std::string(text) + " " + path + words;
 }
 
 std::string TimecodeWordText(uint32_t word, bool dropFrame) {

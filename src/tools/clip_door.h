@@ -23,6 +23,10 @@ struct OpenClip {
 // `audioDir` where told, then one folder up.
 [[nodiscard]] std::vector<std::string> SoundFolders(const std::string& path,
                                                     const std::string& audioDir);
+// The sound file that belongs to the clip `path` by its name and was not taken as its sound: the
+// first one, or the next track. Empty if there is none.
+[[nodiscard]] std::string SoundLeftBehind(const std::string& path, const std::string& audioDir,
+                                          const OpenClip& clip);
 // Words for a clip that would not open: what, where, what to do.
 [[nodiscard]] std::string OpenClipWords(const std::string& path, NxErr result);
 

@@ -32,12 +32,6 @@ int RunConvert(CommandContext& context, const ConvertOptions& options) {
   return kExitDone;
 }
 
-std::string CheckRange(const std::string& text) {
-  int32_t first = 0;
-  int32_t last = 0;
-  return ParseRange(text, &first, &last) ? std::string() : text + ": A-B is meant, such as 0-24";
-}
-
 std::string CheckAudio(const std::string& text) {
   AudioChoice choice;
   if (ParseAudioChoice(text, &choice)) return {};
@@ -65,9 +59,7 @@ void AddConvertCommand(CLI::App& app, CommandContext& context) {
       ->check(CLI::IsMember(ClipTypeNames()));
   AddFourCCOption(*command, "--format", &options->format,
                   "Pixel format (default: that of SRC, or the nearest)");
-  command->add_option("--range", options->range, "Frames, both ends included")
-      ->type_name("A-B")
-      ->check(CheckRange);
+  AddRangeOption(*command, &options->range);
   AddMatrixOption(*command, &options->matrix);
   AddSizeOption(*command, "--size", &options->size, "Size of the new picture");
   command->add_flag("--stretch", options->stretch, "Scale the picture rather than centre it");

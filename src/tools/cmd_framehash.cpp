@@ -17,7 +17,7 @@ namespace {
 
 struct FramehashOptions {
   std::string clip;
-  std::string format;
+  FourCCCode format = 0;  // 0: not told
   std::string range;
 };
 
@@ -39,20 +39,14 @@ int RunFramehash(CommandContext& context, const FramehashOptions& options) {
   const NxErr opened = OpenClipWithSound(options.clip, "", &clip);
   if (opened != NxErrSuccess) return Fail(context, opened, OpenClipWords(options.clip, opened));
   const NxMediaFileInfo& info = clip.info;
-  FourCCCode format = info.fourcc;
-  if (!options.format.empty() &&
-      (!ParseFourCC(options.format, &format) || FindPixelFormat(format) == nullptr)) {
-    return Fail(context, NxErrParameterNotSupported,
-                "--format \"" + options.format + "\" is no pixel format.");
-  }
+  const FourCCCode format = options.format != 0 ? options.format : FourCCCode{info.fourcc};
   if (info.width <= 0 || PixelPitch(format, info.width) == 0) {
     return Fail(context, NxErrVideoFormatNotSupported, options.clip + " holds no picture.");
   }
   int32_t first = 0;
   int32_t last = info.frameCount - 1;
-  if (!options.range.empty() && !ParseRange(options.range, &first, &last)) {
-    return Fail(context, NxErrInvalidParameter, "--range " + options.range + ": A-B is meant.");
-  }
+  // The command line was checked.
+  if (!options.range.empty()) (void)ParseRange(options.range, &first, &last);
   if (last >= info.frameCount) {
     return Fail(context, NxErrInvalidParameter,
                 "--range " + options.range + ": the clip has frames 0 to " +
@@ -94,9 +88,8 @@ void AddFramehashCommand(CLI::App& app, CommandContext& context) {
   CLI::App* command =
       app.add_subcommand("framehash", "Lists the MD5 of each frame, as ffmpeg's framehash does");
   command->add_option("clip", options->clip, "A frame of the clip")->required()->type_name("CLIP");
-  command->add_option("--format", options->format, "Pixel format to convert to")
-      ->type_name("FOURCC");
-  command->add_option("--range", options->range, "Frames, both ends included")->type_name("A-B");
+  AddFourCCOption(*command, "--format", &options->format, "Pixel format to convert to");
+  AddRangeOption(*command, &options->range);
   command->callback([&context, options] {
     context.run = [options](CommandContext& run) { return RunFramehash(run, *options); };
   });

@@ -64,12 +64,14 @@ class Conversion {
   }
   bool OpenSource();
   void ReadSidecar();
+  void WarnOfSound() const;
   bool ChooseRange();
   void ChooseRate();
   bool ChooseFormat();
   bool CheckSoundRate();
   bool ChooseSound();
   void DescribeClip();
+  bool CheckSize();
   void DescribeTimecode(NxMediaMetadata* metadata);
   bool Create();
   bool CopyFrames(FrameFeed& feed, SoundCopy* sound);

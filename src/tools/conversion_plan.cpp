@@ -1,6 +1,7 @@
 // Settles what a conversion makes: from the clip, the command line and what the new type offers.
 #include <algorithm>
 #include <charconv>
+#include <cstdio>
 #include <cstring>
 #include <memory>
 
@@ -8,15 +9,17 @@
 #include "media/file_handle.h"
 #include "media/media_timecode.h"
 #include "media/media_wav.h"
+#include "media/media_yuv.h"
 #include "media/seq_names.h"
+#include "media/still_header.h"
 #include "processing/pixel_format.h"
 #include "tools/conversion.h"
 
 namespace morvane::tools {
 namespace {
 
-// The source's own format where the type has it; else one that loses no depth, and stays in RGB or
-// YUV, as far as there is one.
+// The source's own format where the type has it; else one that loses no depth, stays in RGB or YUV,
+// and has alpha where the source has it, as far as there is one.
 FourCCCode NearestFormat(NxMediaFileBase& writer, FourCCCode wanted) {
   const PixelFormat* source = FindPixelFormat(wanted);
   FourCCCode best = 0;
@@ -26,11 +29,12 @@ FourCCCode NearestFormat(NxMediaFileBase& writer, FourCCCode wanted) {
     if (writer.GetImageWriteFormatDescription(i, &row) != NxErrSuccess) continue;
     const PixelFormat* format = FindPixelFormat(row.fourcc);
     if (format == nullptr || format->layout == PixelLayout::kNone) continue;
-    int32_t rank = std::min(format->bitDepth, source->bitDepth) * 8;
-    if (IsYuv(row.fourcc) == IsYuv(wanted)) rank += 4;
-    if (format->bitDepth <= source->bitDepth) rank += 2;
+    int32_t rank = std::min(format->bitDepth, source->bitDepth) * 16;
+    if (IsYuv(row.fourcc) == IsYuv(wanted)) rank += 8;
+    if (format->bitDepth <= source->bitDepth) rank += 4;
     // The values are copied as they are, so nothing becomes logarithmic by its label alone.
-    if (row.fourcc != FourCC("10rb") && row.fourcc != FourCC("10rl")) rank += 1;
+    if (row.fourcc != FourCC("10rb") && row.fourcc != FourCC("10rl")) rank += 2;
+    if (format->hasAlpha == source->hasAlpha) rank += 1;
     if (row.fourcc == wanted) rank = INT32_MAX;
     if (rank <= bestRank) continue;
     best = row.fourcc;
@@ -106,7 +110,7 @@ bool Conversion::Prepare() {
   ChooseRate();
   if (!ChooseFormat() || !ChooseSound()) return false;
   DescribeClip();
-  return true;
+  return CheckSize();
 }
 
 bool Conversion::OpenSource() {
@@ -114,9 +118,20 @@ bool Conversion::OpenSource() {
   if (opened != NxErrSuccess) return Refuse(opened, OpenClipWords(options_.source, opened));
   if (source_.info.width > 0 && PixelPitch(source_.info.fourcc, source_.info.width) > 0) {
     ReadSidecar();
+    WarnOfSound();
     return true;
   }
   return Refuse(NxErrVideoFormatNotSupported, options_.source + " holds no picture.");
+}
+
+void Conversion::WarnOfSound() const {
+  if (options_.audio == "none") return;
+  const std::string left = SoundLeftBehind(options_.source, options_.audioDir, source_);
+  if (left.empty()) return;
+  std::fprintf(stderr,
+               "%s is there, but no sound that can be taken along: 48 or 96 kHz in 16, 24, 32 bits "
+               "or 32-bit float, all tracks alike; it is left out.\n",
+               left.c_str());
 }
 
 // Takes from the clip's sidecar what its class leaves there: the metadata that the frames do not
@@ -260,6 +275,24 @@ void Conversion::DescribeClip() {
     metadata.presentFlags |= kMetaReelName;
   }
   if (metadata.presentFlags != 0) CompleteMetadata(&metadata);
+}
+
+// A clip that could not be opened again is refused; raw frames may be meant for another program.
+bool Conversion::CheckSize() {
+  const std::string size = std::to_string(info_.width) + "x" + std::to_string(info_.height);
+  if (info_.width > kLargestSide || info_.height > kLargestSide) {
+    return Refuse(
+        NxErrVideoFormatNotSupported,
+        "--size " + size + ": no clip has a side above " + std::to_string(kLargestSide) + ".",
+        true);
+  }
+  if (type_ == NxFileTypeYUV && !NxMediaYUV::IsRaster(info_.width, info_.height)) {
+    std::fprintf(stderr,
+                 "%s is no raster of raw frames, whose length alone tells their size: this program "
+                 "does not open the new clip again as it is.\n",
+                 size.c_str());
+  }
+  return true;
 }
 
 // Takes the timecode of the first frame that is copied, and the rate at which the new one counts.

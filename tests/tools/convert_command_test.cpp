@@ -176,6 +176,39 @@ TEST(InfoCommand, SoundAloneHasNoPictureAndTellsItsMetadata) {
   EXPECT_EQ(extended["dataType"], 3);
 }
 
+TEST(InfoCommand, NamesWhatKeepsAClipFromOpening) {
+  const std::string folder = FreshFolder("info");
+  MakeClip(folder, 1);
+  WriteFile(folder + "/src_000001.vyr", "no XML");
+  ToolRun run = RunTool(folder, "info src_000001.tga");
+  EXPECT_EQ(run.exitCode, 1);
+  EXPECT_NE(run.err.find("error 100005"), std::string::npos) << run.err;
+  EXPECT_NE(run.err.find("sidecar src_000001.vyr"), std::string::npos) << run.err;
+  ASSERT_EQ(RunShell(folder, "rm src_000001.vyr; mkdir x.dpx; mkfifo y.dpx").exitCode, 0);
+  run = RunTool(folder, "info x.dpx");
+  EXPECT_EQ(run.exitCode, 1);
+  EXPECT_NE(run.err.find("x.dpx is a folder"), std::string::npos) << run.err;
+  EXPECT_EQ(run.err.find("Unknown"), std::string::npos) << run.err;
+  run = RunTool(folder, "info y.dpx");
+  EXPECT_EQ(run.exitCode, 1);
+  EXPECT_NE(run.err.find("y.dpx is no file"), std::string::npos) << run.err;
+  run = RunTool(folder, "info src_000009.tga");
+  EXPECT_NE(run.err.find("does not exist"), std::string::npos) << run.err;
+}
+
+TEST(InfoCommand, APipeBesideAClipIsNoPartOfIt) {
+  const std::string folder = FreshFolder("info");
+  MakeClip(folder, 2);
+  ASSERT_EQ(RunShell(folder, "mkfifo src.wav src_000003.tga").exitCode, 0);
+  ToolRun run = RunTool(folder, "--json info src_000001.tga");
+  ASSERT_EQ(run.exitCode, 0) << run.err;
+  EXPECT_EQ(Json::parse(run.out)["frameCount"], 2);
+  ASSERT_EQ(RunShell(folder, "mkfifo src_000001.vyr").exitCode, 0);
+  run = RunTool(folder, "info src_000001.tga");
+  EXPECT_EQ(run.exitCode, 1);
+  EXPECT_NE(run.err.find("sidecar src_000001.vyr"), std::string::npos) << run.err;
+}
+
 TEST(ExtractCommand, WritesTheRawPixelsOfOneFrame) {
   const std::string folder = FreshFolder("extract");
   MakeClip(folder, 2);
@@ -681,6 +714,67 @@ TEST(ConvertCommand, TheTopLineComesFirstWhereEveryProgramReadsItRight) {
   }
 }
 
+TEST(ConvertCommand, AlphaGoesAlongWhereTheNewTypeHasIt) {
+  const std::string folder = FreshFolder("convert");
+  MakeClip(folder, 1);
+  ASSERT_EQ(RunTool(folder, "convert src_000001.tga a --format bgrA").exitCode, 0);
+  // 0x40 in the alpha of every pixel.
+  std::vector<uint8_t> bytes = ReadWholeFile(folder + "/a_000000.tga");
+  ASSERT_GE(bytes.size(), 128U + 6 * 4 * 4);
+  for (size_t i = 128 + 3; i < 128 + 6 * 4 * 4; i += 4) bytes[i] = 0x40;
+  WriteFile(folder + "/a_000000.tga", std::string(bytes.begin(), bytes.end()));
+  ASSERT_EQ(RunTool(folder, "extract a_000000.tga 0 a.raw --format rgba").exitCode, 0);
+  const struct {
+    const char* type;
+    const char* withAlpha;
+    const char* without;
+  } rows[] = {{"bmp", "bgrA", "bgr "}, {"tif", "rgba", "rgb "}, {"tga", "bgrA", "bgr "}};
+  for (const auto& row : rows) {
+    const std::string type = row.type;
+    ASSERT_EQ(RunTool(folder, "convert a_000000.tga with-" + type + " --type " + type).exitCode, 0);
+    const std::string with = "with-" + type + "_000000." + type;
+    EXPECT_EQ(Json::parse(RunTool(folder, "--json info " + with).out)["fourcc"], row.withAlpha);
+    EXPECT_EQ(RunTool(folder, "extract " + with + " 0 " + type + ".raw --format rgba").exitCode, 0);
+    EXPECT_EQ(RunShell(folder, "cmp a.raw " + type + ".raw").exitCode, 0) << type;
+    ASSERT_EQ(RunTool(folder, "convert src_000001.tga plain --type " + type).exitCode, 0);
+    EXPECT_EQ(Json::parse(RunTool(folder, "--json info plain_000000." + type).out)["fourcc"],
+              row.without);
+  }
+}
+
+TEST(ConvertCommand, SoundThatIsLeftBehindIsTold) {
+  const std::string folder = FreshFolder("convert");
+  MakeClip(folder, 1);
+  WriteFile(folder + "/src.wav", "no sound at all");
+  ToolRun run = RunTool(folder, "convert src_000001.tga a");
+  EXPECT_EQ(run.exitCode, 0);
+  EXPECT_NE(run.err.find("/src.wav"), std::string::npos) << run.err;
+  EXPECT_EQ(RunTool(folder, "convert src_000001.tga b --audio none").err, "");
+  ASSERT_EQ(RunShell(folder, "rm src.wav").exitCode, 0);
+  EXPECT_EQ(RunTool(folder, "convert src_000001.tga c").err, "");
+  // The second track is of another kind, so it and the third one stay behind.
+  MakeSound(folder + "/src.wav", 1, 3000, 0);
+  MakeSound(folder + "/src_A2.wav", 2, 3000, 0);
+  MakeSound(folder + "/src_A3.wav", 1, 3000, 0);
+  run = RunTool(folder, "convert src_000001.tga d --rate 25000/1000");
+  EXPECT_EQ(run.exitCode, 0);
+  EXPECT_NE(run.err.find("/src_A2.wav"), std::string::npos) << run.err;
+  MakeSound(folder + "/two.wav", 1, 3000, 0);
+  ASSERT_EQ(RunShell(folder, "mv two.wav src_A2.wav").exitCode, 0);
+  EXPECT_EQ(RunTool(folder, "convert src_000001.tga e --rate 25000/1000").err, "");
+}
+
+TEST(ConvertCommand, RawFramesThatCannotBeOpenedAgainAreTold) {
+  const std::string folder = FreshFolder("convert");
+  MakeClip(folder, 1);
+  ToolRun run = RunTool(folder, "convert src_000001.tga a --type yuv --size 64x48");
+  EXPECT_EQ(run.exitCode, 0);
+  EXPECT_NE(run.err.find("64x48"), std::string::npos) << run.err;
+  run = RunTool(folder, "convert src_000001.tga b --type yuv --size 720x480");
+  EXPECT_EQ(run.err, "");
+  EXPECT_EQ(RunTool(folder, "info b_000000.yuv").exitCode, 0);
+}
+
 TEST(ConvertCommand, ASidecarThatWasThereIsTold) {
   const std::string folder = FreshFolder("convert");
   MakeClip(folder, 1);
@@ -699,7 +793,9 @@ TEST(ConvertCommand, WrongLineIsExitCodeTwo) {
         "convert src_000001.tga b --range 3-1", "convert src_000001.tga b --audio 8au",
         "convert src_000001.tga b --threads 0", "convert src_000001.tga b --start-number 1x",
         "convert src_000001.tga b --size 10", "extract src_000001.tga",
-        "extract src_000001.tga -1 x"}) {
+        "framehash src_000001.tga --format xx", "framehash src_000001.tga --range zz",
+        "convert src_000001.tga b --size 9000x64 --type dpx",
+        "convert src_000001.tga b --size 64x8193 --type tif", "extract src_000001.tga -1 x"}) {
     EXPECT_EQ(RunTool(folder, line).exitCode, 2) << line;
   }
   EXPECT_EQ(FilesIn(folder), (std::vector<std::string>{"src_000001.tga"}));
