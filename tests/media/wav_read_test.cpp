@@ -303,6 +303,38 @@ TEST(Wav, FilesOfFfmpegOpen) {
   EXPECT_EQ(info.samplesPerFile[0], 24000u);
   EXPECT_EQ(wav.Close(), 0);
   EXPECT_EQ(OpenSound(&wav, folder, "b", &info), 100001);
+  for (const std::string kind : {"s16", "s32", "f32"}) {
+    ASSERT_EQ(std::system((make + "pcm_" + kind + "le " + folder + "/" + kind + ".wav").c_str()),
+              0);
+    ASSERT_EQ(OpenSound(&wav, folder, kind, &info), 0) << kind;
+    EXPECT_EQ(FourCCText(info.audio.fourcc), kind == "s16"   ? "16au"
+                                             : kind == "s32" ? "32au"
+                                                             : "32af");
+    EXPECT_EQ(info.samplesPerFile[0], 24000u);
+    EXPECT_EQ(wav.Close(), 0);
+  }
+  for (const std::string kind : {"pcm_f64le", "adpcm_ms"}) {
+    ASSERT_EQ(std::system((make + kind + " " + folder + "/" + kind + ".wav").c_str()), 0);
+    EXPECT_EQ(OpenSound(&wav, folder, kind, &info), 100001) << kind;
+  }
+}
+
+TEST(Wav, FilesOfSoxOpen) {
+  if (!HasTool("sox")) GTEST_SKIP() << "sox is not installed";
+  const std::string folder = FreshFolder("wav");
+  for (const std::string bits : {"16", "24", "32"}) {
+    const std::string path = folder + "/s" + bits + ".wav";
+    ASSERT_EQ(std::system(("sox -n -r 48000 -c 1 -b " + bits + " " + path +
+                           " synth 24000s sine 440 vol 0.5")
+                              .c_str()),
+              0);
+    NxMediaWAV wav;
+    NxMediaFileInfo info;
+    ASSERT_EQ(OpenSound(&wav, folder, "s" + bits, &info), 0) << bits;
+    EXPECT_EQ(FourCCText(info.audio.fourcc), bits + "au");
+    EXPECT_EQ(info.samplesPerFile[0], 24000u);
+    EXPECT_EQ(wav.Close(), 0);
+  }
 }
 
 }  // namespace
